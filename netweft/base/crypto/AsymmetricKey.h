@@ -1,0 +1,55 @@
+#pragma once
+
+#include "netweft/base/system/NetweftExport.h"
+#include "netweft/base/system/qxTypes.h"
+
+namespace qx {
+
+/// Base of the asymmetric keys. Built by a subclass's constructor, which reports failure through `hasError`; a key with
+/// an error signs and verifies nothing. Immutable but for its two public fields, so one key may serve several threads
+/// that leave those alone. Held by `shared_ptr` where it is shared.
+class NETWEFT_EXPORT AsymmetricKey {
+ public:
+  enum Kind : int32 {
+    AK_Rsa = 1,
+    AK_EllipticCurve = 2,
+  };
+
+  /// The bits of `capabilities`.
+  enum Capability : int32 {
+    AC_Verify = 1,
+    AC_Sign = 2,
+  };
+
+  AsymmetricKey(const AsymmetricKey&) = delete;
+  AsymmetricKey& operator=(const AsymmetricKey&) = delete;
+  virtual ~AsymmetricKey();
+
+  /// Key identifier, the "kid" of a token; empty from construction.
+  string keyId;
+  /// What the key can do; set by construction.
+  int capabilities = 0;
+
+  bool hasError() const noexcept { return !mErrorMessage.empty(); }
+  const string& getErrorMessage() const noexcept { return mErrorMessage; }
+
+  virtual Kind getKind() const noexcept = 0;
+  bool canSign() const noexcept { return (capabilities & AC_Sign) != 0; }
+
+ protected:
+  struct Handle;
+
+  AsymmetricKey();
+  /// The first error stays.
+  void setError(const string& message);
+  Handle& editHandle() noexcept { return *mHandle; }
+
+ private:
+  /// The door of signing and verifying: base/crypto/internal/AsymmetricKeyAccess.h.
+  friend struct AsymmetricKeyAccess;
+
+  string mErrorMessage;
+  unique_ptr<Handle> mHandle;
+};
+
+}  // namespace qx

@@ -1,0 +1,32 @@
+#pragma once
+
+#include "netweft/base/crypto/AsymmetricKey.h"
+
+namespace qx {
+
+/// The curves of the JWS algorithms ES256, ES384 and ES512.
+enum EllipticCurve : int32 {
+  EC_Unknown = 0,
+  EC_P256 = 1,
+  EC_P384 = 2,
+  EC_P521 = 3,
+};
+
+/// A key on one of those curves. Refused with `hasError`: an unknown curve, coordinates longer than the curve's field,
+/// and a point that is not on the curve.
+class NETWEFT_EXPORT EllipticCurveKey final : public AsymmetricKey {
+ public:
+  /// A public key from the point's big-endian coordinates; shorter ones are filled with leading zeros.
+  EllipticCurveKey(EllipticCurve curve, const bytes& x, const bytes& y);
+  /// A key from PEM text: PKCS#8, SEC1 or a public key; a private key can sign. Encrypted PEM is refused.
+  explicit EllipticCurveKey(const string& pem);
+  ~EllipticCurveKey() override;
+
+  Kind getKind() const noexcept override { return AK_EllipticCurve; }
+  EllipticCurve getCurve() const noexcept { return mCurve; }
+
+ private:
+  EllipticCurve mCurve;
+};
+
+}  // namespace qx

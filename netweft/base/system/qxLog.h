@@ -1,0 +1,79 @@
+#pragma once
+
+#include "netweft/base/system/NetweftExport.h"
+#include "netweft/base/system/qxTypes.h"
+
+#include <atomic>
+
+namespace qx {
+
+/// What kind of line it is. Detail lines are switched on channel by channel and are off from the start; warnings
+/// and errors are on.
+enum qxLogType : int32 {
+  LT_Detail = 0,
+  LT_Warning = 2,
+  LT_Error = 3,
+  LT_Dropped = 4,  ///< a line that is never written
+};
+
+/// One finished line as a sink gets it. All of it lives only for the call.
+struct qxLogLine {
+  qxLogType type;
+  const char* channel;  ///< never null; empty for warnings, errors and the unnamed channel
+  const char* module;   ///< never null; empty when the line names none
+  uint64 threadId;      ///< the operating system's number of the thread that wrote the line
+  const string& text;   ///< as it was written: not escaped, not cut
+};
+
+/// Receives every line that is on, in place of the stderr writer. `write` is called from any thread, several at
+/// once, and must not throw or log.
+class NETWEFT_EXPORT qxLogSink {
+ public:
+  virtual ~qxLogSink();
+  virtual void write(const qxLogLine& line) noexcept = 0;
+};
+
+/// The process's log. A line is written through a `qxLogObject`. Every operation may be called from any thread,
+/// from process start to process end.
+///
+/// Without a sink a line goes to stderr in one write: UTC time with milliseconds, level, channel, thread id,
+/// message; control characters of the message are escaped, so that a server's text cannot forge a line.
+class NETWEFT_EXPORT qxLog {
+ public:
+  /// The channels of detail lines that the library uses; "" is the unnamed one.
+  static const vector<string>& GetChannels();
+
+  static qxLog* editPtr();
+
+  /// The current UTC time as text, for a human reader: "2026-06-30 12:34:56.789".
+  static string GetTime();
+
+  /// Switches the detail lines of one channel. False, with nothing changed, when there is no such channel.
+  bool enableChannel(const string& channel, bool on);
+  /// Warnings and errors are on from the start.
+  void enableWarnings(bool on);
+  void enableErrors(bool on);
+
+  /// The sink stays the caller's; null goes back to stderr. When this returns, no line is inside the previous
+  /// sink any more. Not to be called from inside a sink.
+  void setSink(qxLogSink* sink);
+
+  /// Costs one atomic load. A null channel is the unnamed one; an unknown channel is off.
+  bool isEnabled(qxLogType type, const char* channel) const noexcept;
+
+  /// Emits one finished line, whatever is switched off.
+  void emit(const qxLogLine& line) noexcept;
+
+  qxLog(const qxLog&) = delete;
+  qxLog& operator=(const qxLog&) = delete;
+
+ private:
+  qxLog();
+  ~qxLog();
+
+  struct Sink;
+  std::atomic<uint32> mEnabled;
+  unique_ptr<Sink> mSink;
+};
+
+}  // namespace qx

@@ -1,0 +1,58 @@
+#pragma once
+
+#include "netweft/base/system/qxLog.h"
+
+#include <concepts>
+#include <sstream>
+
+namespace qx {
+
+/// One line of the log, on the stack: opened by the constructor, emitted whole by the destructor. A line that is
+/// switched off has the type `LT_Dropped` from construction on, formats nothing and allocates nothing. Numbers
+/// are written in the "C" locale. It never fails its caller.
+///
+///   qxLogObject(LT_Detail, "http", qxLog::editPtr(), nullptr) << "Http GET error " << text;
+class NETWEFT_EXPORT qxLogObject {
+ public:
+  /// `channel` and `module` may be null and must outlive the object. With a null `log` the line goes straight to
+  /// stderr, past any sink and switch: for errors raised before the log is usable.
+  qxLogObject(qxLogType type, const char* channel, qxLog* log, const char* module);
+  qxLogObject(const qxLogObject&) = delete;
+  qxLogObject& operator=(const qxLogObject&) = delete;
+  ~qxLogObject();
+
+  /// Null appends nothing.
+  qxLogObject& operator<<(const char* text);
+
+  qxLogObject& operator<<(const string& text) {
+    if (mType != LT_Dropped) editStream().write(text.data(), static_cast<std::streamsize>(text.size()));
+    return *this;
+  }
+
+  template <class Number>
+    requires(std::integral<Number> || std::floating_point<Number>)
+  qxLogObject& operator<<(Number number) {
+    if (mType != LT_Dropped) editStream() << number;
+    return *this;
+  }
+
+ private:
+  /// Made at the first append.
+  std::ostringstream& editStream();
+
+  qxLogType mType;
+  const char* mChannel;
+  const char* mModule;
+  qxLog* mLog;
+  unique_ptr<std::ostringstream> mStream;
+};
+
+/// The three kinds of line as the library writes them.
+inline qxLogObject LogDetail(const char* channel) { return {LT_Detail, channel, qxLog::editPtr(), nullptr}; }
+inline qxLogObject LogWarning() { return {LT_Warning, nullptr, qxLog::editPtr(), nullptr}; }
+inline qxLogObject LogError() { return {LT_Error, nullptr, qxLog::editPtr(), nullptr}; }
+
+/// Text that came from a peer, cut to what a log line may hold (4 KiB, and a mark where it was cut).
+NETWEFT_EXPORT string CutForLog(const string& text);
+
+}  // namespace qx
