@@ -3,9 +3,7 @@
 #include "netweft/addressing/Url.h"
 #include "netweft/base/system/NetweftExport.h"
 #include "netweft/base/system/qxTypes.h"
-#include "netweft/frame/HostNameResolutionPolicy.h"
-#include "netweft/frame/ProxyPolicy.h"
-#include "netweft/frame/SSLValidatePolicy.h"
+#include "netweft/frame/Policies.h"
 
 namespace qx::http {
 
