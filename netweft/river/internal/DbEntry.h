@@ -1,0 +1,49 @@
+#pragma once
+
+#include "netweft/base/system/qxTimer.h"
+#include "netweft/river/internal/ChangeQueue.h"
+#include "netweft/river/internal/IndexEntry.h"
+
+namespace qx::couch {
+
+/// The bits of `DbEntry::phaseFlags`. One Worker can fetch the next batch of a database while another indexes the last.
+enum PhaseFlag : unsigned char {
+  PF_Fetch = 1,  ///< a Worker holds the fetch phase
+  PF_Index = 2,  ///< a Worker holds the index phase
+};
+
+/// The manager's record of one database, from its first `addIndex` to the `removeIndex` of its last index. Everything
+/// here is guarded by the manager's lock. It moves and is not copied.
+struct DbEntry {
+  string dbName;
+
+  /// By index name.
+  map<string, IndexEntry> indexes;
+
+  /// Changes that wait for a Worker.
+  ChangeQueue queue;
+
+  /// Raised by each `addIndex` and `removeIndex` that touches the entry; set to 0 by a Worker's failure and from there
+  /// to 1 by the control thread. So its values repeat, and telling two openings apart needs `epoch`.
+  uint64 generation = 0;
+
+  /// `qxSystemUtils::GetTimeBaseSec()` at the last batch.
+  int64 lastRunSec = 0;
+
+  /// Marked at the last decision to refresh. Never marked counts as long ago.
+  qxTimer refreshTimer{false};
+
+  /// `PhaseFlag` bits.
+  unsigned char phaseFlags = 0;
+
+  /// Drawn from one counter of the manager that never repeats, and renewed whenever the batches in hand must not count
+  /// any more: by `addIndex`, `removeIndex`, a failed batch and a restart. A Worker compares it beside `generation`.
+  uint64 epoch = 0;
+
+  /// Documents that the next batch may hold, after a batch failed because it was too large in bytes; 0 means no limit
+  /// beyond `maxDocsPerBatch`. Such a failure sets it to half of what the failed batch held, at least 1; each success
+  /// doubles it, up to `maxDocsPerBatch`. So a database of large documents gets through.
+  uint64 batchDocLimit = 0;
+};
+
+}  // namespace qx::couch

@@ -1,0 +1,54 @@
+#pragma once
+
+#include "netweft/base/system/qxMutex.h"
+#include "netweft/base/system/qxWaitCondition.h"
+#include "netweft/river/CouchToEsRiverManager.h"
+#include "netweft/river/internal/DbEntry.h"
+#include "netweft/river/internal/Worker.h"
+
+namespace qx::couch {
+
+/// What callers, the control thread and the Workers share. The map of databases is the only channel between them.
+///
+/// Vocabulary. A *generation* counts the changes that callers make to a database's indexes, and is 0 after a failed batch.
+/// It repeats: a failure sets 0 and the control thread sets 1 again, and a database removed and added again starts at 1. So
+/// every change of a generation, and every restart of a feed, also draws an *epoch*, from one counter that never repeats:
+/// a batch may go on only while its entry still has the epoch that it was taken at.
+struct CouchToEsRiverManager::State {
+  explicit State(RiverParameters&& given) : parameters(std::move(given)) {}
+
+  // Constant after construction.
+  const RiverParameters parameters;
+
+  qxMutex mutex;
+  qxWaitCondition condition;
+
+  // Guarded by `mutex`.
+  map<string, impl::DbEntry> databases;
+  bool closing = false;
+  uint64 lastEpoch = 0;
+
+  /// Raised before the lock is asked for, through `StoreFlag`: ends the control thread's transfer in hand.
+  bool cancelControlTransfers = false;
+
+  // Constant while threads run; each Worker's own state is guarded by `mutex`.
+  vector<unique_ptr<Worker>> workers;
+
+  /// With the lock held. Marks the entry as changed: batches taken before are void.
+  void renewEpoch(impl::DbEntry& entry) { entry.epoch = ++lastEpoch; }
+
+  /// With the lock held; null when the manager does not have the database.
+  impl::DbEntry* findEntry(const string& dbName) {
+    const auto found = databases.find(dbName);
+    return found == databases.end() ? nullptr : &found->second;
+  }
+
+  /// With the lock held. Raises the cancel flag of each Worker on the database; true when there is one.
+  bool cancelWorkersOn(const string& dbName) {
+    bool busy = false;
+    for (const auto& worker : workers) busy |= worker->cancelIfOn(dbName);
+    return busy;
+  }
+};
+
+}  // namespace qx::couch
