@@ -1,0 +1,21 @@
+#pragma once
+
+#include "netweft/base/system/EnumHelperInterface.h"
+#include "netweft/base/system/NetweftExport.h"
+#include "netweft/frame/Policies.h"
+
+namespace qx::http {
+
+/// The text form of `HostNameResolutionPolicy`: a value by name or number, and back. Holds the value alone; the tables live as
+/// long as the library.
+class NETWEFT_EXPORT HostNameResolutionPolicyEnumHelper : public EnumHelperInterface {
+ public:
+  static const string sTypeName;
+  static const map<int, list<string>> sVals;
+
+  explicit HostNameResolutionPolicyEnumHelper(const string& name);
+  explicit HostNameResolutionPolicyEnumHelper(int value);
+  explicit HostNameResolutionPolicyEnumHelper(HostNameResolutionPolicy value);
+};
+
+}  // namespace qx::http
