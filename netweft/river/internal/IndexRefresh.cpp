@@ -62,7 +62,9 @@ StepResult ReadMeta(const Refresh& refresh, qxVariantMapImpl& meta) {
   if (!json::Json2Variant::Convert(reply.data(), reply.size(), parsed)) parsed.clear();
   const qxVariant* found = parsed.findValuePath(refresh.index.name + "/mappings/_doc/_meta", '/');
   if (found != nullptr) meta = found->toMap();
-  if (meta.getString("creationdescriptor", "") == refresh.index.creationDescriptor) return StepResult::Done;
+  if (!meta.empty() && meta.getString("creationdescriptor", "") == refresh.index.creationDescriptor) {
+    return StepResult::Done;
+  }
   LogError() << "Index " << refresh.index.name << " is not the one that was created for the river any more";
   return StepResult::Failed;
 }

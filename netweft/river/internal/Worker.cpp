@@ -1,0 +1,239 @@
+#include "netweft/river/internal/Worker.h"
+
+#include "netweft/base/system/FormatDuration.h"
+#include "netweft/base/system/qxFlag.h"
+#include "netweft/base/system/qxLogObject.h"
+#include "netweft/base/system/qxMutexLocker.h"
+#include "netweft/base/system/qxStringUtils.h"
+#include "netweft/river/internal/BatchTaking.h"
+#include "netweft/river/internal/BulkGenerator.h"
+#include "netweft/river/internal/DocumentFetch.h"
+#include "netweft/river/internal/FormatRate.h"
+#include "netweft/river/internal/HttpBundle.h"
+#include "netweft/river/internal/IndexRefresh.h"
+#include "netweft/river/internal/RiverState.h"
+
+#include <algorithm>
+#include <exception>
+
+namespace qx::couch {
+
+using impl::DbEntry;
+using impl::RiverBatch;
+using impl::StepResult;
+
+namespace {
+
+constexpr const char* sChannel = "esriver";
+
+/// How long transports are kept, in seconds, and how long a Worker that has some sleeps, in milliseconds.
+constexpr int64 sBundleLifeSec = 60;
+constexpr unsigned long sIdleWaitMs = 60000;
+/// How long a Worker waits for the index phase before it looks at its database again.
+constexpr unsigned long sPhaseWaitMs = 250;
+
+int64 AtLeastOneMs(const qxTimer& timer) { return std::max<int64>(1, timer.getElapsedMs()); }
+
+}  // namespace
+
+CouchToEsRiverManager::Worker::Worker(State& state, uint32 number) : mState(state), mNumber(number) {
+  startThread(nullptr);
+}
+
+CouchToEsRiverManager::Worker::~Worker() {
+  {
+    qxMutexLocker lock(mState.mutex, true);
+    raiseStop();
+    mState.condition.wakeAll();
+  }
+  waitThread(sNoLimit);
+}
+
+bool CouchToEsRiverManager::Worker::cancelIfOn(const string& dbName) {
+  if (mCurrentDb != dbName) return false;
+  StoreFlag(mCancelFlag, true);
+  return true;
+}
+
+bool CouchToEsRiverManager::Worker::isOn(const string& dbName, uint64 epoch) const {
+  return mCurrentDb == dbName && mCurrentGeneration != 0 && mCurrentEpoch <= epoch;
+}
+
+void CouchToEsRiverManager::Worker::raiseStop() {
+  StoreFlag(mCancelFlag, true);
+  mStopFlag = true;
+}
+
+void CouchToEsRiverManager::Worker::run() {
+  SetCurrentThreadName(("nw-river-w" + qxStringUtils::fromUInt(mNumber, 1)).c_str());
+  for (RiverBatch batch; takeBatch(batch); batch = {}) serve(batch);
+}
+
+bool CouchToEsRiverManager::Worker::takeBatch(RiverBatch& batch) {
+  qxMutexLocker lock(mState.mutex, true);
+  for (;;) {
+    if (mStopFlag) return false;
+    StoreFlag(mCancelFlag, false);
+    if (DbEntry* entry = impl::ChooseEntry(mState.databases); entry != nullptr) {
+      mCurrentDb = entry->dbName;
+      batch = impl::TakeBatch(*entry, mState.parameters);
+      mCurrentGeneration = batch.generation;
+      mCurrentEpoch = batch.epoch;
+      return true;
+    }
+    waitForWork();
+  }
+}
+
+void CouchToEsRiverManager::Worker::waitForWork() {
+  if (mBundle != nullptr && mBundle->age.isElapsedSec(sBundleLifeSec)) mBundle.reset();
+  mState.condition.wait(&mState.mutex, mBundle != nullptr ? sIdleWaitMs : qxWaitCondition::sNoLimit);
+}
+
+void CouchToEsRiverManager::Worker::serve(RiverBatch& batch) {
+  StepResult result = StepResult::Failed;
+  const uint64 taken = batch.records.size();
+  try {
+    if (mBundle == nullptr) mBundle = std::make_unique<impl::HttpBundle>(mState.parameters);
+    result = runBatch(batch);
+  } catch (const std::exception& error) {
+    LogError() << "Worker failed on db " << batch.dbName << ": " << error.what();
+    // Requests in flight still point at the records of this batch.
+    mBundle.reset();
+  }
+  release(batch, result, std::min<uint64>(taken, batch.records.size()));
+}
+
+StepResult CouchToEsRiverManager::Worker::runBatch(RiverBatch& batch) {
+  if (const StepResult result = fetch(batch); result != StepResult::Done) return result;
+  if (!takeIndexPhase(batch)) return StepResult::Cancelled;
+  uint64 commands = 0;
+  if (const StepResult result = generate(batch, commands); result != StepResult::Done) return result;
+  if (const StepResult result = post(batch, commands); result != StepResult::Done) return result;
+  if (batch.records.empty()) return StepResult::Done;
+  const uint64 sequence = batch.records.back().getSeq();
+  if (batch.refreshNow) {
+    if (const StepResult result = refresh(batch, sequence); result != StepResult::Done) return result;
+  }
+  recordProgress(batch, sequence);
+  return StepResult::Done;
+}
+
+StepResult CouchToEsRiverManager::Worker::fetch(RiverBatch& batch) {
+  LogDetail(sChannel) << linePrefix(batch) << "process " << uint64{batch.records.size()} << " docs from seq "
+                      << batch.records.front().getSeq() << " to " << batch.records.back().getSeq();
+  const qxTimer phase(true);
+  if (!impl::FetchDocuments(batch, mState.parameters, mBundle->couch, &mCancelFlag)) {
+    return isCancelled() ? StepResult::Cancelled : StepResult::Failed;
+  }
+  // A budget of 0 would put every batch back for ever.
+  list<impl::ChangeRecord> left = impl::TrimBatch(batch, std::max<uint64>(1, mState.parameters.maxBatchBytes));
+  if (isCancelled() || !requeue(batch, left)) return StepResult::Cancelled;
+  LogDetail(sChannel) << linePrefix(batch) << "run " << uint64{batch.records.size()} << " GET @"
+                      << impl::FormatRate(batch.records.size(), phase.getElapsedMs()) << "doc/s";
+  return StepResult::Done;
+}
+
+bool CouchToEsRiverManager::Worker::requeue(const RiverBatch& batch, list<impl::ChangeRecord>& left) {
+  if (left.empty()) return true;
+  qxMutexLocker lock(mState.mutex, true);
+  DbEntry* entry = findStandingEntry(batch);
+  if (entry == nullptr) return false;
+  impl::RequeueRecords(*entry, left);
+  return true;
+}
+
+bool CouchToEsRiverManager::Worker::takeIndexPhase(RiverBatch& batch) {
+  qxMutexLocker lock(mState.mutex, true);
+  DbEntry* entry = findStandingEntry(batch);
+  while (entry != nullptr && (entry->phaseFlags & impl::PH_Index) != 0) {
+    mState.condition.wait(&mState.mutex, sPhaseWaitMs);
+    entry = findStandingEntry(batch);
+  }
+  if (entry == nullptr) return false;
+  entry->phaseFlags = static_cast<unsigned char>((entry->phaseFlags & ~batch.heldPhase) | impl::PH_Index);
+  batch.heldPhase = impl::PH_Index;
+  mState.condition.wakeAll();
+  return true;
+}
+
+StepResult CouchToEsRiverManager::Worker::generate(RiverBatch& batch, uint64& commands) {
+  const qxTimer phase(true);
+  impl::BulkGenerator generator(batch, mState.parameters, mBundle->bodies);
+  for (impl::ChangeRecord& record : batch.records) {
+    if (isCancelled()) return StepResult::Cancelled;
+    if (!generator.generate(record)) return StepResult::Failed;
+  }
+  commands = generator.getCommandCount();
+  const int64 elapsed = phase.getElapsedMs();
+  LogDetail(sChannel) << linePrefix(batch) << "generate " << commands << " cmds @"
+                      << impl::FormatRate(commands, elapsed) << "cmd/s, " << generator.getGeneratedBytes() << "B @"
+                      << impl::FormatRate(generator.getGeneratedBytes(), elapsed) << "B/s";
+  return StepResult::Done;
+}
+
+StepResult CouchToEsRiverManager::Worker::post(const RiverBatch& batch, uint64 commands) {
+  const qxTimer phase(true);
+  for (size_t i = 0; i < batch.indexes.size(); ++i) {
+    const StepResult result = impl::PostBulk(mBundle->es, mState.parameters.es, batch.indexes[i].name,
+                                             mBundle->bodies[i], batch.reservedBytes, &mCancelFlag);
+    if (result != StepResult::Done) return result;
+  }
+  LogDetail(sChannel) << linePrefix(batch) << "index @" << impl::FormatRate(commands, phase.getElapsedMs()) << "cmd/s";
+  return StepResult::Done;
+}
+
+StepResult CouchToEsRiverManager::Worker::refresh(const RiverBatch& batch, uint64 sequence) {
+  const qxTimer phase(true);
+  for (const impl::BatchIndex& index : batch.indexes) {
+    const StepResult result = impl::RefreshIndex(mBundle->es, mState.parameters.es, index, sequence, &mCancelFlag);
+    if (result != StepResult::Done) return result;
+  }
+  LogDetail(sChannel) << linePrefix(batch) << "refresh in " << FormatDuration(AtLeastOneMs(phase), 1, false)
+                      << ", write seq " << sequence;
+  return StepResult::Done;
+}
+
+void CouchToEsRiverManager::Worker::recordProgress(const RiverBatch& batch, uint64 sequence) {
+  qxMutexLocker lock(mState.mutex, true);
+  DbEntry* entry = findStandingEntry(batch);
+  if (entry == nullptr) return;
+  for (auto& [name, index] : entry->indexes) index.lastRefreshSeq = sequence;
+}
+
+void CouchToEsRiverManager::Worker::release(RiverBatch& batch, StepResult result, uint64 size) {
+  // A cancelled batch is no failure, whatever it ran into on its way out.
+  if (isCancelled()) {
+    LogDetail(sChannel) << linePrefix(batch) << "job canceled";
+    result = StepResult::Cancelled;
+  }
+  qxMutexLocker lock(mState.mutex, true);
+  DbEntry* entry = mState.findEntry(batch.dbName);
+  if (entry != nullptr && entry->identity == batch.entryIdentity) {
+    entry->phaseFlags = static_cast<unsigned char>(entry->phaseFlags & ~batch.heldPhase);
+    if (result == StepResult::TooLarge) impl::ShrinkBatches(*entry, size);
+    if (result == StepResult::Done) impl::GrowBatches(*entry, mState.parameters);
+    if (result == StepResult::Failed || result == StepResult::TooLarge) {
+      entry->generation = 0;
+      mState.renewEpoch(*entry);
+    }
+  }
+  mCurrentDb.clear();
+  mCurrentGeneration = 0;
+  mState.condition.wakeAll();
+}
+
+DbEntry* CouchToEsRiverManager::Worker::findStandingEntry(const RiverBatch& batch) {
+  if (isCancelled()) return nullptr;
+  DbEntry* entry = mState.findEntry(batch.dbName);
+  if (entry == nullptr || entry->generation != batch.generation || entry->epoch != batch.epoch) return nullptr;
+  return entry;
+}
+
+bool CouchToEsRiverManager::Worker::isCancelled() const { return ReadFlag(mCancelFlag); }
+
+string CouchToEsRiverManager::Worker::linePrefix(const RiverBatch& batch) const {
+  return batch.dbName + " w" + qxStringUtils::fromUInt(mNumber, 1) + " => ";
+}
+
+}  // namespace qx::couch

@@ -1,0 +1,80 @@
+#pragma once
+
+#include "netweft/base/system/qxThread.h"
+#include "netweft/river/CouchToEsRiverManager.h"
+#include "netweft/river/internal/BulkPosting.h"
+#include "netweft/river/internal/RiverBatch.h"
+
+namespace qx::couch {
+
+namespace impl {
+struct DbEntry;
+struct HttpBundle;
+}  // namespace impl
+
+/// Takes batches of changes from the databases' queues and brings them into the indexes: fetch, trim, generate, post,
+/// refresh, record. Two Workers may serve one database at a time, one fetching the next batch while the other indexes the
+/// last; the phase bits of the database keep the batches in the order of its queue.
+///
+/// The manager's lock is held only to take a batch, to put records back, to change the phase and to release; no request
+/// runs under it. An exception on this thread fails the batch in hand.
+class CouchToEsRiverManager::Worker final : public qxThread {
+ public:
+  /// `state` must outlive the Worker. `number` counts from 1 and stands in log lines.
+  Worker(State& state, uint32 number);
+  /// Cancels the batch in hand, stops and joins.
+  ~Worker() override;
+
+  /// The three below are called with the manager's lock held.
+
+  /// Raises the cancel flag if the Worker has a batch of the database in hand; true if so.
+  bool cancelIfOn(const string& dbName);
+  /// True while the Worker has a batch of the database that was taken at that epoch or before.
+  bool isOn(const string& dbName, uint64 epoch) const;
+  void raiseStop();
+
+ protected:
+  void run() override;
+
+ private:
+  using StepResult = impl::StepResult;
+
+  /// False when the Worker is to end.
+  bool takeBatch(impl::RiverBatch& batch);
+  void waitForWork();
+  void serve(impl::RiverBatch& batch);
+
+  StepResult runBatch(impl::RiverBatch& batch);
+  StepResult fetch(impl::RiverBatch& batch);
+  bool requeue(const impl::RiverBatch& batch, list<impl::ChangeRecord>& left);
+  bool takeIndexPhase(impl::RiverBatch& batch);
+  StepResult generate(impl::RiverBatch& batch, uint64& commands);
+  StepResult post(const impl::RiverBatch& batch, uint64 commands);
+  StepResult refresh(const impl::RiverBatch& batch, uint64 sequence);
+  void recordProgress(const impl::RiverBatch& batch, uint64 sequence);
+
+  void release(impl::RiverBatch& batch, StepResult result, uint64 size);
+
+  /// With the lock held: the entry that the batch came from, null when the batch is void or cancelled.
+  impl::DbEntry* findStandingEntry(const impl::RiverBatch& batch);
+  bool isCancelled() const;
+  /// "<db> w<number> => ", the opening of each detail line.
+  string linePrefix(const impl::RiverBatch& batch) const;
+
+  State& mState;
+  const uint32 mNumber;
+
+  // Guarded by the manager's lock.
+  string mCurrentDb;
+  uint64 mCurrentGeneration = 0;
+  uint64 mCurrentEpoch = 0;
+  bool mStopFlag = false;
+
+  /// Written with the lock held, read without, both through qxFlag.h.
+  bool mCancelFlag = false;
+
+  // Of this thread alone.
+  unique_ptr<impl::HttpBundle> mBundle;
+};
+
+}  // namespace qx::couch
