@@ -50,8 +50,8 @@ class NETWEFT_EXPORT HttpConnection {
   ///
   /// `callback` may be null, and options that an earlier callback set stay on the handle: without a data callback
   /// `userData` must fit the write function that the handle has, which on a fresh one is `fwrite` to a `FILE*`.
-  /// `userData` stays the caller's; the handle forgets it, and any other data pointer that the callback set for the
-  /// header and ioctl functions, before this returns.
+  /// `userData` stays the caller's, and the handle forgets it before this returns. Any other data pointer that a callback
+  /// sets (for the header function, say) stays on the handle like every option, and must live as long.
   ///
   /// The time limits of the parameters bound connecting and stalling, not the whole transfer.
   bool getHttpData(const qx::Url& url, const string& expectedType, long expectedReturnCode, SetupCallback callback,
@@ -90,6 +90,7 @@ class NETWEFT_EXPORT HttpConnection {
  private:
   friend class HttpConnectionLocker;
   friend class HttpConnectionPool;
+  friend class HttpHelpers;
   struct HttpConnectionImpl;
 
   bool setupConnection(const qx::Url& url);
@@ -97,6 +98,9 @@ class NETWEFT_EXPORT HttpConnection {
                        bool& retry, SetupCallback callback, void* userData);
   /// Of the last request; an empty URL before the first.
   const qx::Url& getLastUrl() const noexcept;
+  /// For a caller whose header and ioctl functions got a record of its own stack: unsets both functions and their data
+  /// pointers on a handle that is still open. To be called when `getHttpData` has returned.
+  void forgetCallbackData() noexcept;
 
   unique_ptr<HttpConnectionImpl> mImpl;
   bool mCountConnections;
