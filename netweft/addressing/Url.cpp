@@ -1,0 +1,276 @@
+#include "netweft/addressing/Url.h"
+
+#include "netweft/addressing/internal/UriParser.h"
+#include "netweft/base/system/qxLogObject.h"
+#include "netweft/base/system/qxStringUtils.h"
+
+#include <limits>
+
+namespace qx {
+
+namespace {
+
+/// A secret never lies in a buffer that a longer one makes the string give back: it is wiped before it is replaced.
+void SetSecret(string& secret, const string& value) {
+  qxStringUtils::SecureClear(secret);
+  if (&secret != &value) secret = value;
+}
+
+/// A short string's bytes stay behind in the source of a move.
+void MoveSecret(string& secret, string& source) {
+  qxStringUtils::SecureClear(secret);
+  secret = std::move(source);
+  qxStringUtils::SecureClear(source);
+}
+
+uint16 ParsePort(std::string_view text) {
+  int64 port = 0;
+  const bool usable = qxStringUtils::ParseInt64(string(text), 0, port) && port >= 0 &&
+                      port <= std::numeric_limits<uint16>::max();
+  return usable ? static_cast<uint16>(port) : uint16{0};
+}
+
+bool IsSecretKey(const string& encodedKey) {
+  for (const char* part : {"secret", "pwd", "password"}) {
+    if (encodedKey.find(part) != string::npos) return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+Url::Url(ClearStrategy strategy) { clearUrl(strategy); }
+
+Url::Url(const string& encodedUrl) { fromEncodedUtf8String(encodedUrl, nullptr, false); }
+
+Url::Url(const Url& other) = default;
+
+Url& Url::operator=(const Url& other) {
+  if (this != &other) {
+    SetSecret(mUser, other.mUser);
+    SetSecret(mPassword, other.mPassword);
+    SetSecret(mAuthDbName, other.mAuthDbName);
+  }
+  mSchema = other.mSchema;
+  mHost = other.mHost;
+  mHostIp = other.mHostIp;
+  mUrlParameters = other.mUrlParameters;
+  mPath = other.mPath;
+  mPort = other.mPort;
+  return *this;
+}
+
+Url::Url(Url&& other) noexcept { *this = std::move(other); }
+
+Url& Url::operator=(Url&& other) noexcept {
+  if (this == &other) return *this;
+  MoveSecret(mUser, other.mUser);
+  MoveSecret(mPassword, other.mPassword);
+  MoveSecret(mAuthDbName, other.mAuthDbName);
+  mSchema = std::move(other.mSchema);
+  mHost = std::move(other.mHost);
+  mHostIp = std::move(other.mHostIp);
+  mUrlParameters = std::move(other.mUrlParameters);
+  mPath = std::move(other.mPath);
+  mPort = other.mPort;
+  other.clearUrl(CS_Empty);
+  return *this;
+}
+
+Url::~Url() { clearUrl(CS_Empty); }
+
+void Url::setHost(const string& host) {
+  mHostIp.fromStringAddress(host, IpAddress::IPT_Invalid);
+  mHost = mHostIp.getType() == IpAddress::IPT_IPv6 ? "[" + mHostIp.getAddressAsString(false) + "]" : host;
+}
+
+void Url::setHost(const IpAddress& host) {
+  mHostIp = host;
+  const string text = mHostIp.getAddressAsString(false);
+  mHost = mHostIp.getType() == IpAddress::IPT_IPv6 ? "[" + text + "]" : text;
+}
+
+bool Url::operator==(const Url& other) const noexcept {
+  return mHost == other.mHost && mUser == other.mUser && mPassword == other.mPassword && mPath == other.mPath &&
+         mPort == other.mPort && mSchema == other.mSchema;
+}
+
+void Url::clearUrl(ClearStrategy strategy) {
+  switch (strategy) {
+    case CS_DefaultHttp:
+    case CS_DefaultHttps:
+      mSchema = strategy == CS_DefaultHttp ? "http" : "https";
+      mHost = "127.0.0.1";
+      mPort = strategy == CS_DefaultHttp ? 80 : 443;
+      break;
+    default:
+      mSchema.clear();
+      qxStringUtils::SecureClear(mHost);
+      mPort = 0;
+      break;
+  }
+  clearCredentials();
+  mPath.clear();
+  mUrlParameters.clear();
+}
+
+void Url::clearCredentials() {
+  qxStringUtils::SecureClear(mUser);
+  qxStringUtils::SecureClear(mPassword);
+  qxStringUtils::SecureClear(mAuthDbName);
+}
+
+void Url::setCredentialsOnHttpHeaders(const string& user, const string& password) {
+  SetSecret(mUser, user);
+  SetSecret(mPassword, password);
+  qxStringUtils::SecureClear(mAuthDbName);
+}
+
+void Url::setCredentialsOnQueryParameter(const string& user, const string& password, const string& authDbName) {
+  SetSecret(mUser, user);
+  SetSecret(mPassword, password);
+  SetSecret(mAuthDbName, authDbName);
+}
+
+string Url::ToEncodedPath(const vector<string>& path) {
+  string result;
+  for (const string& segment : path) {
+    if (&segment != &path.front()) result += msPathSeparator;
+    result += UrlEncodeFromUtf8String(segment);
+  }
+  return result;
+}
+
+void Url::FromEncodedPath(const string& encodedPath, vector<string>& out) {
+  // The text may be a segment of `out`.
+  vector<string> pieces;
+  qxStringUtils::Split(encodedPath, msPathSeparator.front(), pieces, true);
+  for (string& piece : pieces) piece = UrlDecodeToUtf8String(piece);
+  out.swap(pieces);
+}
+
+void Url::setNonEncodedPath(const string& path) {
+  vector<string> pieces;
+  qxStringUtils::Split(path, msPathSeparator.front(), pieces, true);
+  mPath.swap(pieces);
+}
+
+string Url::UrlEncodeFromUtf8String(const string& text) { return impl::EscapeUriText(text); }
+
+string Url::UrlDecodeToUtf8String(const string& text) { return impl::UnescapeUriText(text, false); }
+
+string Url::ToQueryEncoding(const StringPairList& parameters) {
+  StringPairList encoded;
+  for (const auto& [key, value] : parameters) {
+    encoded.emplace_back(UrlEncodeFromUtf8String(key), UrlEncodeFromUtf8String(value));
+  }
+  return ToPostEncoding(encoded);
+}
+
+string Url::ToPostEncoding(const StringPairList& parameters) {
+  string result;
+  for (const auto& pair : parameters) {
+    if (&pair != &parameters.front()) result += msPairSeparator;
+    result += pair.first;
+    result += msKeyValueSeparator;
+    result += pair.second;
+  }
+  return result;
+}
+
+Url Url::toUrl(const StringPairList& parameters) const { return toUrl(vector<string>(), parameters); }
+
+Url Url::toUrl(const vector<string>& segments, const StringPairList& parameters) const {
+  Url result(*this);
+  result.mPath.insert(result.mPath.end(), segments.begin(), segments.end());
+  result.mUrlParameters = parameters;
+  return result;
+}
+
+Url Url::toUrl(const string& a, const StringPairList& parameters) const {
+  return toUrl(vector<string>{a}, parameters);
+}
+
+Url Url::toUrl(const string& a, const string& b, const StringPairList& parameters) const {
+  return toUrl(vector<string>{a, b}, parameters);
+}
+
+Url Url::toUrl(const string& a, const string& b, const string& c, const StringPairList& parameters) const {
+  return toUrl(vector<string>{a, b, c}, parameters);
+}
+
+Url Url::toUrl(const string& a, const string& b, const string& c, const string& d,
+               const StringPairList& parameters) const {
+  return toUrl(vector<string>{a, b, c, d}, parameters);
+}
+
+bool Url::fromEncodedUtf8String(const string& text, string* error, bool normalize) {
+  // The text may be a field of this Url.
+  Url parsed(CS_Empty);
+  string reason;
+  if (parsed.parse(text, normalize, reason)) {
+    *this = std::move(parsed);
+    return true;
+  }
+  clearUrl(CS_Empty);
+  if (error != nullptr) {
+    *error = reason;
+  } else {
+    LogDetail("url") << reason;
+  }
+  return false;
+}
+
+bool Url::parse(const string& text, bool normalize, string& error) {
+  impl::ParsedUri uri;
+  if (!uri.parse(text, error) || (normalize && !uri.normalize(error))) return false;
+  mSchema = uri.getScheme();
+  if (const std::string_view userInfo = uri.getUserInfo(); !userInfo.empty()) {
+    const size_t colon = userInfo.find(':');
+    if (colon == std::string_view::npos) {
+      error = "invalid url user info, ':' is missing";
+      return false;
+    }
+    // Straight into the fields, so that no copy is left behind.
+    mUser = userInfo.substr(0, colon);
+    mPassword = userInfo.substr(colon + 1);
+  }
+  setHost(string(uri.getHost()));
+  mPort = ParsePort(uri.getPort());
+  mPath = uri.getPathSegments();
+  return uri.getQuery(mUrlParameters, error);
+}
+
+string Url::toEncodedUrl() const { return render(false); }
+
+string Url::toDisplayableUrl() const { return render(true); }
+
+string Url::render(bool displayable) const {
+  string text = mSchema + "://";
+  if (mAuthDbName.empty() && hasCredentials()) {
+    text += displayable ? mUser + ":*******@"
+                        : UrlEncodeFromUtf8String(mUser) + ":" + UrlEncodeFromUtf8String(mPassword) + "@";
+  }
+  text += mHost;
+  if (mPort != 0) text += ":" + qxStringUtils::fromUInt(mPort, 1);
+  if (const string path = getEncodedPath(); !path.empty()) text += string(msPathSeparator) + path;
+  if (const string query = getQueryParameters(displayable); !query.empty()) text += "?" + query;
+  return text;
+}
+
+string Url::getQueryParameters(bool displayable) const {
+  StringPairList pairs;
+  for (const auto& [key, value] : mUrlParameters) {
+    const string encodedKey = UrlEncodeFromUtf8String(key);
+    const bool masked = displayable && IsSecretKey(encodedKey);
+    pairs.emplace_back(encodedKey, masked ? string(msQueryValueMask) : UrlEncodeFromUtf8String(value));
+  }
+  if (!mAuthDbName.empty() && hasCredentials()) {
+    pairs.emplace_back("user", displayable ? string(msQueryValueMask) : UrlEncodeFromUtf8String(mUser));
+    pairs.emplace_back("password", displayable ? string(msQueryValueMask) : UrlEncodeFromUtf8String(mPassword));
+    pairs.emplace_back("authdbname", UrlEncodeFromUtf8String(mAuthDbName));
+  }
+  return ToPostEncoding(pairs);
+}
+
+}  // namespace qx
