@@ -8,7 +8,7 @@ import leveldbAdapter from 'pouchdb-adapter-leveldb';
 import memoryAdapter from 'pouchdb-adapter-memory';
 import mapreduce from 'pouchdb-mapreduce';
 import { Databases } from './databases.js';
-import { sendError } from './json.js';
+import { sendError, sendFailure } from './json.js';
 import { parseTarget } from './target.js';
 import { authentication } from './handlers/authentication.js';
 import { changesFeed } from './handlers/changesFeed.js';
@@ -52,7 +52,7 @@ async function handle(chain, request, response) {
 
 function failed(request, response, error) {
   if (response.headersSent) return response.destroy();
-  return sendError(request, response, error.status ?? 500, error.name, error.reason ?? error.message);
+  return sendFailure(request, response, error);
 }
 
 function tuneConnections(server) {

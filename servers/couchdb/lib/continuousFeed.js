@@ -1,6 +1,5 @@
 // The answer to a request with feed=continuous: one JSON text per line for as long as the client stays, with
 // an empty line whenever nothing was sent for the length of a heartbeat.
-import { once } from 'node:events';
 import { contentType } from './json.js';
 
 const defaultIntervalMs = 60_000;
@@ -15,7 +14,7 @@ export class ContinuousFeed {
   #response;
   #idle;
   closed = false;
-  #onClose = [];
+  #onClose = new Set();
 
   // With a heartbeat the feed lasts for ever; without one, onTimeout is called after idleMs without a line.
   constructor(request, response, { heartbeatMs, idleMs = defaultIntervalMs, onTimeout }) {
@@ -28,7 +27,7 @@ export class ContinuousFeed {
 
   // Calls it once when the feed is over, whoever ended it.
   onClose(callback) {
-    this.#onClose.push(callback);
+    this.#onClose.add(callback);
   }
 
   write(text) {
@@ -39,9 +38,16 @@ export class ContinuousFeed {
 
   // Waits until the client has taken what was written.
   async drained() {
-    while (!this.closed && this.#response.writableNeedDrain) {
-      await Promise.race([once(this.#response, 'drain'), once(this.#response, 'close')]);
-    }
+    if (this.closed || !this.#response.writableNeedDrain) return;
+    await new Promise((resolve) => {
+      const done = () => {
+        this.#onClose.delete(done);
+        this.#response.off('drain', done);
+        resolve();
+      };
+      this.#response.on('drain', done);
+      this.#onClose.add(done);
+    });
   }
 
   end(lastLine) {

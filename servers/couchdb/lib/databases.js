@@ -35,8 +35,14 @@ export class Databases extends EventEmitter {
     if (!(await this.#Pouch.allDbs()).includes(name)) return null;
     const database = await storedDatabases.getOrCreateDB(this.#Pouch, name);
     await this.#application.dbWrapper.wrap(name, database);
+    database.setMaxListeners(0); // each read of the changes listens for the database's end
     this.#open.set(name, database);
     return database;
+  }
+
+  // Whether that object is still the database of that name.
+  holds(name, database) {
+    return this.#open.get(name) === database;
   }
 
   created(name) {

@@ -13,11 +13,14 @@ export function documentText(doc) {
   return `{${head.join(',')}}`;
 }
 
-// The text of a record such as a view's row or a change, whose member "doc" may be a document.
+// The text of a view's row or a change, with these members in front and a document behind all others.
+const leadingMembers = { seq: undefined, id: undefined, key: undefined, value: undefined };
+
 export function recordText(record) {
-  if (record.doc === undefined || record.doc === null) return JSON.stringify(record);
-  const { doc, ...rest } = record;
-  return `${JSON.stringify(rest).slice(0, -1)},"doc":${documentText(doc)}}`;
+  const { doc, ...rest } = { ...leadingMembers, ...record };
+  const text = JSON.stringify(rest);
+  if (doc === undefined) return text;
+  return `${text.slice(0, -1)},"doc":${doc === null ? 'null' : documentText(doc)}}`;
 }
 
 // CouchDB says application/json only to a client that takes it.
@@ -45,6 +48,12 @@ export function sendJson(request, response, status, value, headers = {}) {
 
 export function sendError(request, response, status, error, reason, headers = {}) {
   return sendJson(request, response, status, { error, reason }, headers);
+}
+
+// Answers for an error that PouchDB threw. One whose database was deleted meanwhile is an unknown database's.
+export function sendFailure(request, response, error) {
+  if (/database is (destroyed|closed)/.test(error.message)) return sendUnknownDatabase(request, response);
+  return sendError(request, response, error.status ?? 500, error.name, error.reason ?? error.message);
 }
 
 export function sendUnknownDatabase(request, response) {

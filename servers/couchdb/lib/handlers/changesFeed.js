@@ -1,10 +1,9 @@
-// GET or POST /db/_changes?feed=continuous. A feed asks for the changes since its last one whenever the
-// database was written to, so that a feed costs nothing while it waits, and nothing at all once its client
-// has gone.
+// GET or POST /db/_changes?feed=continuous. A feed reads what it has missed by itself and then listens to
+// the tail that it shares with its like, so that it costs next to nothing while it waits, and nothing at all
+// once its client has gone.
+import { ChangesTails, readChanges } from '../changesTail.js';
 import { ContinuousFeed, heartbeatLength } from '../continuousFeed.js';
-import { recordText, sendError, sendUnknownDatabase } from '../json.js';
-
-const batchSize = 500;
+import { sendError, sendUnknownDatabase } from '../json.js';
 
 async function startOf(database, since) {
   if (since === undefined || since === '') return 0;
@@ -28,7 +27,8 @@ class ChangesFollower {
   #feed;
   #since;
   #left;
-  #news = true;
+  #behind = true;
+  #waiting = false;
   #wake = () => {};
 
   constructor(database, options, feed, since, limit) {
@@ -39,56 +39,68 @@ class ChangesFollower {
     this.#left = limit;
   }
 
-  // The database was written to, or the feed is over.
-  wake = () => {
-    this.#news = true;
-    this.#wake();
-  };
+  wake = () => this.#wake();
 
   end = () => this.#feed.end(`{"last_seq":${this.#since}}\n`);
 
+  // A batch of the tail: passed on at once when this feed is up to date, else read again in its turn.
+  take = ({ from, lines }) => {
+    if (this.#waiting && from <= this.#since) this.#send(lines.filter(({ seq }) => seq > this.#since));
+    else this.#behind = true;
+    this.wake();
+  };
+
   async run() {
     while (!this.#feed.closed) {
+      await this.#feed.drained();
       if (this.#left <= 0) this.end();
-      else if (this.#news) await this.#sendNext();
-      else await new Promise((resolve) => { this.#wake = resolve; });
+      else if (this.#behind) await this.#catchUp();
+      else await this.#wait();
     }
   }
 
-  async #sendNext() {
-    this.#news = false;
-    const limit = Math.min(batchSize, this.#left);
-    const { results } = await this.#database.changes({ ...this.#options, since: this.#since, limit });
-    if (results.length === 0 || this.#feed.closed) return;
-    this.#feed.write(results.map((change) => `${changeText(change)}\n`).join(''));
-    this.#since = results.at(-1).seq;
-    this.#left -= results.length;
-    this.#news ||= results.length === limit;
-    await this.#feed.drained();
+  async #catchUp() {
+    this.#behind = false;
+    const lines = await readChanges(this.#database, this.#options, this.#since);
+    this.#send(lines);
+    this.#behind ||= lines.length > 0;
   }
-}
 
-// CouchDB puts "seq" first.
-function changeText({ seq, ...rest }) {
-  return recordText({ seq, ...rest });
-}
+  #send(lines) {
+    const sent = lines.slice(0, this.#left);
+    if (sent.length === 0) return;
+    this.#feed.write(sent.map(({ text }) => text).join(''));
+    this.#since = sent.at(-1).seq;
+    this.#left -= sent.length;
+  }
 
-async function follow(databases, name, follower, feed) {
-  databases.on(`written:${name}`, follower.wake);
-  databases.on(`deleted:${name}`, follower.end);
-  feed.onClose(() => {
-    databases.off(`written:${name}`, follower.wake);
-    databases.off(`deleted:${name}`, follower.end);
-    follower.wake();
-  });
-  try {
-    await follower.run();
-  } catch {
-    follower.end(); // the database went away under a read
+  async #wait() {
+    if (this.#feed.closed) return;
+    this.#waiting = true;
+    await new Promise((resolve) => { this.#wake = resolve; });
+    this.#waiting = false;
   }
 }
 
 export function changesFeed(databases) {
+  const tails = new ChangesTails();
+
+  async function follow(name, database, options, follower, feed) {
+    const unsubscribe = tails.subscribe(databases, name, database, options, follower.take);
+    databases.on(`deleted:${name}`, follower.end);
+    feed.onClose(() => {
+      unsubscribe();
+      databases.off(`deleted:${name}`, follower.end);
+      follower.wake();
+    });
+    if (!databases.holds(name, database)) follower.end(); // deleted since it was found
+    try {
+      await follower.run();
+    } catch {
+      follower.end(); // the database went away under a read
+    }
+  }
+
   return async (request, response, { segments, query }) => {
     if (segments.length !== 2 || segments[1] !== '_changes' || query.feed !== 'continuous') return false;
     if (request.method !== 'GET' && request.method !== 'POST') return false;
@@ -102,9 +114,10 @@ export function changesFeed(databases) {
       idleMs: Number.isInteger(query.timeout) ? query.timeout : undefined,
       onTimeout: () => follower.end(),
     });
+    const options = changeOptions(query);
     const limit = Number.isInteger(query.limit) ? Math.max(query.limit, 1) : Infinity;
-    follower = new ChangesFollower(database, changeOptions(query), feed, since, limit);
-    await follow(databases, segments[0], follower, feed);
+    follower = new ChangesFollower(database, options, feed, since, limit);
+    await follow(segments[0], database, options, follower, feed);
     return true;
   };
 }

@@ -1,5 +1,5 @@
 // GET and HEAD of a document: "_id" and "_rev" stand first, and the ETag is the quoted revision.
-import { documentText, sendError, sendJson, sendText, sendUnknownDatabase } from '../json.js';
+import { documentText, sendFailure, sendJson, sendText, sendUnknownDatabase } from '../json.js';
 import { documentAddress } from '../target.js';
 
 function send(request, response, doc) {
@@ -22,7 +22,7 @@ export function documentRead(databases) {
     try {
       return send(request, response, await database.get(address[1], query));
     } catch (error) {
-      return sendError(request, response, error.status ?? 500, error.name, error.reason ?? error.message);
+      return sendFailure(request, response, error);
     }
   };
 }

@@ -1,6 +1,6 @@
 // PUT and DELETE of a document, where express-pouchdb differs: it stores nothing under the id "null", reads
 // no If-Match, and deletes the newest revision when none is named, where CouchDB answers 409.
-import { sendError, sendJson, sendUnknownDatabase } from '../json.js';
+import { sendFailure, sendJson, sendUnknownDatabase } from '../json.js';
 import { documentAddress } from '../target.js';
 
 function unquoted(tag) {
@@ -36,7 +36,7 @@ export function documentWrite(databases) {
       const [status, { id, rev }] = await write(request, database, address[1], query);
       return sendJson(request, response, status, { ok: true, id, rev }, { ETag: `"${rev}"` });
     } catch (error) {
-      return sendError(request, response, error.status ?? 500, error.name, error.reason ?? error.message);
+      return sendFailure(request, response, error);
     }
   };
 }

@@ -1,5 +1,5 @@
 // GET and POST of /db/_all_docs and of a view, one row per line as CouchDB writes them.
-import { contentType, recordText, sendError, sendUnknownDatabase } from '../json.js';
+import { contentType, recordText, sendFailure, sendUnknownDatabase } from '../json.js';
 
 const rowsPerWrite = 500;
 
@@ -33,7 +33,7 @@ export function rows(databases) {
     try {
       send(request, response, await read(database, { ...request.body, ...query }));
     } catch (error) {
-      sendError(request, response, error.status ?? 500, error.name, error.reason ?? error.message);
+      sendFailure(request, response, error);
     }
     return true;
   };
