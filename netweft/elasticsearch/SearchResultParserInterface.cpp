@@ -1,0 +1,244 @@
+#include "netweft/elasticsearch/SearchResultParserInterface.h"
+
+#include "netweft/base/system/qxStringUtils.h"
+#include "netweft/elasticsearch/internal/JsonToUtf8.h"
+#include "netweft/elasticsearch/internal/JsonTokenizerState.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <limits>
+
+// The shape of a reply, with the depth of curly brackets at which things stand:
+//
+//   {"_scroll_id":"...",                                                   1
+//    "hits":{"total":12,                                                   2  outer "hits"
+//            "hits":[{"_id":"...","_score":1.5,                            3  inner "hits", square depth 1
+//                     "_source":{"type":"...", ...},                       4
+//                     "highlight":{...}}, ...]}}
+//
+// or {"error":{...},"status":400}.
+
+namespace qx::elasticsearch {
+
+namespace {
+
+/// Values of the hit tag. A third "hits" in the wrong place raises it further, where nothing matches any more.
+constexpr int32 sOutsideHits = 0;
+constexpr int32 sInHitsObject = 1;
+constexpr int32 sInHitsArray = 2;
+
+/// What the next finished string is.
+constexpr int32 sNothing = 0;
+constexpr int32 sHitId = 1;
+constexpr int32 sScrollId = 2;
+constexpr int32 sType = 3;
+
+constexpr int32 sDepthReply = 1;
+constexpr int32 sDepthHits = 2;
+constexpr int32 sDepthHit = 3;
+constexpr int32 sDepthSource = 4;
+
+/// As C's `atoi`, held inside the range of an int.
+int32 ToHitCount(const string& text) {
+  const long long value = std::strtoll(text.c_str(), nullptr, 10);
+  return static_cast<int32>(std::clamp<long long>(value, std::numeric_limits<int32>::min(),
+                                                  std::numeric_limits<int32>::max()));
+}
+
+}  // namespace
+
+SearchResultParserInterface::SearchResultParserInterface() : mTokenizer(std::make_unique<JsonTokenizerState>()) {}
+
+SearchResultParserInterface::~SearchResultParserInterface() = default;
+
+bool SearchResultParserInterface::addData(const char* data, uint64 size) {
+  if (size == 0) return !mErrorFlag;
+  mTokenizer->beginChunk(data);
+  for (const char* here = data; here != data + size; ++here) {
+    if (mErrorFlag && !mInSource) return false;
+    consume(here);
+  }
+  mTokenizer->endChunk();
+  return !mErrorFlag;
+}
+
+void SearchResultParserInterface::consume(const char* here) {
+  mTokenizer->consume(here);
+  captureNumber(*here);
+  followObjects();
+  followHitList();
+  if (mTokenizer->stringDone) takeString();
+  appendToCapture(*here);
+}
+
+void SearchResultParserInterface::captureNumber(char c) {
+  if (!mCaptureNumber || mInSource || mInHighlight) return;
+  switch (c) {
+    case ':':
+      mNumberText.clear();
+      break;
+    case ',':
+    case '}':
+      endNumber();
+      break;
+    default:
+      mNumberText += c;
+  }
+}
+
+void SearchResultParserInterface::endNumber() {
+  mCaptureNumber = false;
+  switch (mHitTag) {
+    case sInHitsObject:
+      if (mTotalHitCount != 0) mErrorFlag = true;
+      mTotalHitCount = ToHitCount(mNumberText);
+      break;
+    case sInHitsArray:
+      mScore = mNumberText;
+      break;
+    default:
+      mErrorFlag = true;
+  }
+}
+
+string* SearchResultParserInterface::editCapture() {
+  if (mInSource) return &mSource;
+  return mInHighlight ? &mHighlight : nullptr;
+}
+
+void SearchResultParserInterface::endCapture() {
+  if (mInSource) {
+    mInSource = false;
+  } else {
+    mInHighlight = false;
+  }
+}
+
+void SearchResultParserInterface::followObjects() {
+  if (mTokenizer->hasLeft()) return leaveObject();
+  if (!mTokenizer->hasEntered() || mTokenizer->curlyDepth != sDepthSource) return;
+  if (string* capture = editCapture()) capture->clear();
+}
+
+void SearchResultParserInterface::leaveObject() {
+  const int32 depth = mTokenizer->curlyDepth;
+  if (mHitTag == sInHitsObject && depth == sDepthReply) mHitTag = sOutsideHits;
+  if (string* capture = editCapture(); capture != nullptr && depth == sDepthHit) {
+    *capture += '}';
+    endCapture();
+  }
+  if (depth == sDepthHits && mHitTag == sInHitsArray && mTokenizer->squareDepth == 1) {
+    onHit(mId, mSource, mScore, mHighlight, mType);
+  }
+}
+
+void SearchResultParserInterface::followHitList() {
+  const bool hasLeftList = mTokenizer->squareDepth < mTokenizer->prevSquareDepth;
+  if (hasLeftList && mTokenizer->squareDepth == 0 && mHitTag == sInHitsArray) mHitTag = sInHitsObject;
+}
+
+void SearchResultParserInterface::takeString() {
+  if (mTokenizer->curlyDepth > sDepthSource) return;
+  mTokenizer->copyString(mToken);
+  bool taken = false;
+  switch (mTokenizer->curlyDepth) {
+    case sDepthReply:
+    case sDepthHits:
+      taken = takeOuterString();
+      break;
+    case sDepthHit:
+      taken = takeHitString();
+      break;
+    case sDepthSource:
+      taken = takeSourceString();
+      break;
+    default:
+      break;
+  }
+  if (taken) mToken.clear();
+}
+
+bool SearchResultParserInterface::takeOuterString() {
+  const bool inList = mTokenizer->squareDepth != 0;
+  const bool inReply = mTokenizer->curlyDepth == sDepthReply;
+  if (mNextIs == sScrollId) {
+    mScrollId = mToken;
+    mNextIs = sNothing;
+  } else if (mToken == "hits") {
+    ++mHitTag;
+  } else if (!inReply && !inList && mHitTag == sInHitsObject && mToken == "total") {
+    mCaptureNumber = true;
+  } else if (inReply && !inList && mToken == "_scroll_id") {
+    mNextIs = sScrollId;
+  } else if (inReply && !inList && mToken == "error") {
+    mErrorFlag = true;
+    mInSource = true;
+  } else {
+    return false;
+  }
+  return true;
+}
+
+bool SearchResultParserInterface::takeHitString() {
+  if (mTokenizer->squareDepth != 1 || mHitTag != sInHitsArray) return false;
+  if (mNextIs == sHitId) {
+    takeId();
+    mNextIs = sNothing;
+  } else if (mToken == "_source") {
+    mInSource = true;
+  } else if (mToken == "_id") {
+    mNextIs = sHitId;
+  } else if (mToken == "_score") {
+    mCaptureNumber = true;
+  } else if (mToken == "highlight") {
+    mInHighlight = true;
+  } else {
+    return false;
+  }
+  return true;
+}
+
+bool SearchResultParserInterface::takeSourceString() {
+  if (mNextIs == sType) {
+    mType = mToken;
+    mNextIs = sNothing;
+  } else if (mToken == "type") {
+    mNextIs = sType;
+    mType.clear();
+  } else {
+    return false;
+  }
+  return true;
+}
+
+void SearchResultParserInterface::takeId() {
+  mUnescapeBuffer.resize(mToken.size());
+  if (!mToken.empty()) {
+    char* begin = mUnescapeBuffer.data();
+    const char* token = mToken.data();
+    const char* end = json_to_utf8(token, token + mToken.size(), begin, begin + mUnescapeBuffer.size(), nullptr);
+    mUnescapeBuffer.resize(end == nullptr ? 0 : static_cast<size_t>(end - begin));
+    if (end == nullptr) {
+      mSource = "json to utf8 conversion error";
+      mErrorFlag = true;
+    }
+  }
+  mId.assign(mUnescapeBuffer.begin(), mUnescapeBuffer.end());
+}
+
+void SearchResultParserInterface::appendToCapture(char c) {
+  if (string* capture = editCapture()) *capture += c;
+}
+
+bool SearchResultParserInterface::finish(string* error) {
+  const JsonTokenizerState& state = *mTokenizer;
+  if (state.curlyDepth == 0 && state.squareDepth == 0 && mHitTag == 0 && mNextIs == 0 && !mErrorFlag) return true;
+  if (error != nullptr) {
+    *error = "Finish error : { => " + qxStringUtils::fromInt(state.curlyDepth, 1) + ", [ => " +
+             qxStringUtils::fromInt(state.squareDepth, 1) + ", hittag => " + qxStringUtils::fromInt(mHitTag, 1) +
+             ", nextis => " + qxStringUtils::fromInt(mNextIs, 1) + ", error => " + (mErrorFlag ? "1" : "0");
+  }
+  return false;
+}
+
+}  // namespace qx::elasticsearch
