@@ -36,7 +36,7 @@ class NETWEFT_EXPORT EnumHelperInterface {
 
  private:
   int mValue;
-  bool mParsed;
+  bool mKnown;
   const NameTable* mTable;
   const string* mTypeName;
 };

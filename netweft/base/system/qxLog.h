@@ -4,6 +4,7 @@
 #include "netweft/base/system/qxTypes.h"
 
 #include <atomic>
+#include <mutex>
 
 namespace qx {
 
@@ -36,8 +37,8 @@ class NETWEFT_EXPORT qxLogSink {
 /// The process's log. A line is written through a `qxLogObject`. Every operation may be called from any thread,
 /// from process start to process end.
 ///
-/// Without a sink a line goes to stderr in one write: UTC time with milliseconds, level, channel, thread id,
-/// message; control characters of the message are escaped, so that a server's text cannot forge a line.
+/// Without a sink a line goes to stderr in one write: UTC time with milliseconds, level, channel (or else module), thread
+/// id, message; control characters of the message are escaped, so that a server's text cannot forge a line.
 class NETWEFT_EXPORT qxLog {
  public:
   /// The channels of detail lines that the library uses; "" is the unnamed one.
@@ -68,12 +69,29 @@ class NETWEFT_EXPORT qxLog {
   qxLog& operator=(const qxLog&) = delete;
 
  private:
-  qxLog();
-  ~qxLog();
+  static constexpr uint32 sWarnings = 1U << 30;
+  static constexpr uint32 sErrors = 1U << 31;
 
-  struct Sink;
-  std::atomic<uint32> mEnabled;
-  unique_ptr<Sink> mSink;
+  /// Made at compile time and never destroyed: static objects may write lines while they are made and while they die.
+  constexpr qxLog() noexcept = default;
+  ~qxLog() = default;
+
+  void switchBits(uint32 bits, bool on) noexcept;
+  uint32 enterSink() noexcept;
+  void leaveSink(uint32 generation) noexcept;
+
+  struct Holder;
+  static Holder sHolder;
+
+  /// One bit for each channel, and those two.
+  std::atomic<uint32> mEnabled{sWarnings | sErrors};
+
+  std::mutex mSetSink;
+  /// Counts the changes of the sink; its lowest bit chooses between the two places below, so that lines on their way
+  /// into the previous sink are counted apart.
+  std::atomic<uint32> mGeneration{0};
+  std::atomic<qxLogSink*> mSinks[2]{};
+  std::atomic<uint32> mInside[2]{};
 };
 
 }  // namespace qx

@@ -25,20 +25,25 @@ class NETWEFT_EXPORT qxLogObject {
   qxLogObject& operator<<(const char* text);
 
   qxLogObject& operator<<(const string& text) {
-    if (mType != LT_Dropped) editStream().write(text.data(), static_cast<std::streamsize>(text.size()));
+    if (std::ostream* stream = editStream()) stream->write(text.data(), static_cast<std::streamsize>(text.size()));
     return *this;
   }
 
   template <class Number>
     requires(std::integral<Number> || std::floating_point<Number>)
   qxLogObject& operator<<(Number number) {
-    if (mType != LT_Dropped) editStream() << number;
+    if (std::ostream* stream = editStream()) *stream << number;
     return *this;
   }
 
  private:
-  /// Made at the first append.
-  std::ostringstream& editStream();
+  /// Null when the line is dropped.
+  std::ostream* editStream() noexcept {
+    if (mType == LT_Dropped) return nullptr;
+    return mStream != nullptr ? mStream.get() : makeStream();
+  }
+  /// At the first append; without memory the line is dropped.
+  std::ostream* makeStream() noexcept;
 
   qxLogType mType;
   const char* mChannel;

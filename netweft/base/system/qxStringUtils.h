@@ -15,6 +15,13 @@ using qxCLocaleHandle = locale_t;
 
 namespace qx {
 
+/// Gives the handle of the "C" locale; it is made at the first use and lives as long as the process, so that static
+/// objects may use it while they are made.
+class NETWEFT_EXPORT qxCLocale {
+ public:
+  operator qxCLocaleHandle() const noexcept;
+};
+
 /// Helpers on byte strings. All are static, keep no state and may be called from any thread.
 class NETWEFT_EXPORT qxStringUtils {
  public:
@@ -24,7 +31,7 @@ class NETWEFT_EXPORT qxStringUtils {
   };
 
   /// The "C" locale, so that number text never follows the user's: for C functions and for streams.
-  static const qxCLocaleHandle msCLocale;
+  static const qxCLocale msCLocale;
   static const std::locale msCplusLocale;
 
   /// Strips leading and trailing white space (blank, \t, \n, \v, \f, \r) in place.

@@ -4,7 +4,6 @@
 #include "netweft/base/system/qxTypes.h"
 
 #include <concepts>
-#include <string_view>
 
 namespace qx {
 
@@ -37,8 +36,11 @@ class NETWEFT_EXPORT qxVariant {
 
   qxVariant() noexcept : mType(VT_Absent) { mPayload.integer = 0; }
   qxVariant(const qxVariant& other);
-  qxVariant(qxVariant&& other) noexcept;
-  ~qxVariant();
+  qxVariant(qxVariant&& other) noexcept
+      : mType(std::exchange(other.mType, VT_Absent)), mPayload(std::exchange(other.mPayload, Payload{})) {}
+  ~qxVariant() {
+    if (ownsPayload()) destroyPayload();
+  }
 
   template <std::integral T>
     requires(!std::same_as<T, bool>)
@@ -104,7 +106,10 @@ class NETWEFT_EXPORT qxVariant {
   qxVariantMapImpl toMap() const;
   qxVariantListImpl toList() const;
 
-  void swap(qxVariant& other) noexcept;
+  void swap(qxVariant& other) noexcept {
+    std::swap(mType, other.mType);
+    std::swap(mPayload, other.mPayload);
+  }
 
  private:
   /// The door of the JSON reader and writer and of the containers: base/system/internal/qxVariantAccess.h.
@@ -118,6 +123,9 @@ class NETWEFT_EXPORT qxVariant {
     qxVariantListImpl* list;
   };
 
+  bool ownsPayload() const noexcept {
+    return mType == VT_String || mType == VT_Number || mType == VT_Map || mType == VT_List;
+  }
   void destroyPayload() noexcept;
 
   Type mType;

@@ -3,6 +3,7 @@
 #include "netweft/base/system/qxVariant.h"
 
 #include <functional>
+#include <string_view>
 
 namespace qx {
 
