@@ -27,7 +27,6 @@
 //  - Views are built by pouchdb-mapreduce: JavaScript, "_sum", "_count" and "_stats" only, with a
 //    collation close to but not equal to ICU's.
 //  - HTTP/1.1 without TLS, no Range requests.
-import { createApplication } from './lib/application.js';
 import { endWithParent } from './lib/parent.js';
 import { parseOptions, UsageError } from './lib/options.js';
 
@@ -42,6 +41,8 @@ function readOptions() {
 }
 
 const options = readOptions();
+// Loaded only now, for bad arguments to be told at once.
+const { createApplication } = await import('./lib/application.js');
 const server = await createApplication(options);
 server.on('error', (error) => {
   process.stderr.write(`couchdb stand-in: ${error.message}\n`);

@@ -4,8 +4,6 @@ import { mkdirSync } from 'node:fs';
 import path from 'node:path';
 import expressPouchdb from 'express-pouchdb';
 import PouchDB from 'pouchdb-core';
-import leveldbAdapter from 'pouchdb-adapter-leveldb';
-import memoryAdapter from 'pouchdb-adapter-memory';
 import mapreduce from 'pouchdb-mapreduce';
 import { Databases } from './databases.js';
 import { sendError, sendFailure } from './json.js';
@@ -19,14 +17,15 @@ import { documentWrite } from './handlers/documentWrite.js';
 import { jsonBody } from './handlers/jsonBody.js';
 import { rows } from './handlers/rows.js';
 
-function pouchConstructor(dataFolder) {
-  PouchDB.plugin(mapreduce);
-  if (dataFolder === null) {
-    return PouchDB.plugin(memoryAdapter).defaults({ adapter: 'memory' });
-  }
+// Each adapter takes long to load, so only the one in use is.
+async function pouchConstructor(dataFolder) {
+  const adapter = dataFolder === null ? 'memory' : 'leveldb';
+  const { default: plugin } = await import(`pouchdb-adapter-${adapter}`);
+  PouchDB.plugin(mapreduce).plugin(plugin);
+  if (dataFolder === null) return PouchDB.defaults({ adapter });
   const folder = path.resolve(dataFolder);
   mkdirSync(folder, { recursive: true });
-  return PouchDB.plugin(leveldbAdapter).defaults({ adapter: 'leveldb', prefix: `${folder}${path.sep}` });
+  return PouchDB.defaults({ adapter, prefix: `${folder}${path.sep}` });
 }
 
 async function expressApplication(Pouch) {
@@ -63,7 +62,7 @@ function tuneConnections(server) {
 
 // A http.Server that is not listening yet.
 export async function createApplication({ dataFolder = null, users = new Map() } = {}) {
-  const Pouch = pouchConstructor(dataFolder);
+  const Pouch = await pouchConstructor(dataFolder);
   const application = await expressApplication(Pouch);
   const databases = await Databases.open(Pouch, application);
   const chain = [

@@ -64,7 +64,8 @@ export class Databases extends EventEmitter {
   }
 
   #destroyed(name) {
-    if (!this.#open.delete(name)) return;
+    if (name.includes('-mrview-')) return; // a view's own storage
+    this.#open.delete(name);
     this.emit('deleted', name);
     this.emit(`deleted:${name}`);
   }
