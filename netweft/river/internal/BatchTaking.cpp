@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-namespace qx::couch::impl {
+namespace qx::couch {
 
 namespace {
 
@@ -31,7 +31,7 @@ bool DecideRefresh(DbEntry& entry, const RiverParameters& parameters) {
 DbEntry* ChooseEntry(map<string, DbEntry>& databases) {
   DbEntry* chosen = nullptr;
   for (auto& [name, entry] : databases) {
-    if ((entry.phaseFlags & PH_Fetch) != 0 || entry.queue.empty()) continue;
+    if ((entry.phaseFlags & PF_Fetch) != 0 || entry.queue.empty()) continue;
     if (chosen == nullptr || entry.lastRunSec <= chosen->lastRunSec) chosen = &entry;
   }
   return chosen;
@@ -48,24 +48,23 @@ RiverBatch TakeBatch(DbEntry& entry, const RiverParameters& parameters) {
 
   const uint64 size = BatchSizeOf(entry, parameters);
   while (batch.records.size() < size && !entry.queue.empty()) {
-    ChangeRecord& record = batch.records.emplace_back(entry.queue.popFront());
-    record.action = CA_Pending;
-    record.commandBytes = 0;
+    entry.queue.popFront(batch.records);
+    batch.records.back().action = CA_Pending;
   }
   batch.refreshNow = DecideRefresh(entry, parameters);
-  batch.heldPhase = PH_Fetch;
-  entry.phaseFlags |= PH_Fetch;
+  batch.heldPhase = PF_Fetch;
+  entry.phaseFlags = static_cast<unsigned char>(entry.phaseFlags | PF_Fetch);
   return batch;
 }
 
 void RequeueRecords(DbEntry& entry, list<ChangeRecord>& records) {
   const ChangeQueue::Position head = entry.queue.begin();
-  for (ChangeRecord& record : records) {
+  while (!records.empty()) {
+    ChangeRecord& record = records.front();
     bytes().swap(record.body);
     record.commandBytes = 0;
-    entry.queue.insert(std::move(record), head, ChangeQueue::IM_KeepPresent);
+    if (!entry.queue.insert(records, records.begin(), head, ChangeQueue::IM_Leave).inserted) records.pop_front();
   }
-  records.clear();
 }
 
 void ShrinkBatches(DbEntry& entry, uint64 failedBatchSize) {
@@ -83,4 +82,4 @@ void GrowBatches(DbEntry& entry, const RiverParameters& parameters) {
   if (entry.batchDocLimit >= MaxDocsPerBatch(parameters)) entry.batchDocLimit = 0;
 }
 
-}  // namespace qx::couch::impl
+}  // namespace qx::couch

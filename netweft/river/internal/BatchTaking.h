@@ -5,7 +5,7 @@
 #include "netweft/river/internal/RiverBatch.h"
 
 /// How a Worker gets its batch. Everything here runs with the manager's lock held.
-namespace qx::couch::impl {
+namespace qx::couch {
 
 /// The database to serve next: no Worker fetching for it, something in its queue, and the longest time since its last
 /// batch; the last in key order among equals. Null when there is none.
@@ -27,4 +27,4 @@ void ShrinkBatches(DbEntry& entry, uint64 failedBatchSize);
 /// Growing at once would fail every other batch of a database of large documents, and each failure costs a minute.
 void GrowBatches(DbEntry& entry, const RiverParameters& parameters);
 
-}  // namespace qx::couch::impl
+}  // namespace qx::couch

@@ -5,7 +5,7 @@
 
 #include <string_view>
 
-namespace qx::couch::impl {
+namespace qx::couch {
 
 using json::JsonStreamer;
 
@@ -36,4 +36,4 @@ void WriteIndexHeader(qxIoDevice& out, const string& id) { WriteHeader(out, sInd
 
 void WriteDeleteHeader(qxIoDevice& out, const string& id) { WriteHeader(out, sDeleteOpening, id); }
 
-}  // namespace qx::couch::impl
+}  // namespace qx::couch

@@ -11,7 +11,7 @@ namespace qx {
 class qxIoDevice;
 }
 
-namespace qx::couch::impl {
+namespace qx::couch {
 
 /// Bytes that one command adds to a bulk body, line ends included.
 uint64 IndexCommandBytes(const string& id, uint64 documentSize);
@@ -21,4 +21,4 @@ uint64 DeleteCommandBytes(const string& id);
 void WriteIndexHeader(qxIoDevice& out, const string& id);
 void WriteDeleteHeader(qxIoDevice& out, const string& id);
 
-}  // namespace qx::couch::impl
+}  // namespace qx::couch

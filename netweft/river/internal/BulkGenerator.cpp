@@ -7,7 +7,7 @@
 
 #include <string_view>
 
-namespace qx::couch::impl {
+namespace qx::couch {
 
 namespace {
 
@@ -31,7 +31,7 @@ void StripDocument(qxVariantMapImpl& parsed, bytes& document, uint64 maxSize) {
 }
 
 bool FailToParse(const ChangeRecord& record) {
-  LogError() << "Fail to parse document " << record.getId();
+  LogError() << "Fail to parse document " << record.id.toString();
   return false;
 }
 
@@ -83,7 +83,7 @@ bool BulkGenerator::generateIndex(ChangeRecord& record) {
       stripped = true;
     }
     BodyDevice out(mBodies[i]);
-    WriteIndexHeader(out, record.getId());
+    WriteIndexHeader(out, record.id.toString());
     out.writeBytes(record.body.data(), record.body.size());
     out.writeBytes("\n", 1);
     count(record);
@@ -96,7 +96,7 @@ bool BulkGenerator::generateIndex(ChangeRecord& record) {
 void BulkGenerator::generateDelete(const ChangeRecord& record) {
   for (bytes& body : mBodies) {
     BodyDevice out(body);
-    WriteDeleteHeader(out, record.getId());
+    WriteDeleteHeader(out, record.id.toString());
     count(record);
   }
 }
@@ -106,4 +106,4 @@ void BulkGenerator::count(const ChangeRecord& record) {
   mBytes += record.commandBytes;
 }
 
-}  // namespace qx::couch::impl
+}  // namespace qx::couch

@@ -3,7 +3,7 @@
 #include "netweft/river/RiverParameters.h"
 #include "netweft/river/internal/RiverBatch.h"
 
-namespace qx::couch::impl {
+namespace qx::couch {
 
 /// Turns the records of a batch into one bulk body per index. A step machine without I/O, for one batch and one thread.
 ///
@@ -39,4 +39,4 @@ class BulkGenerator {
 /// Turns the first `"_id"` of the text into `"-id"`; false when there is none.
 bool RenameFirstId(bytes& document);
 
-}  // namespace qx::couch::impl
+}  // namespace qx::couch

@@ -5,7 +5,7 @@
 #include "netweft/base/system/qxLogObject.h"
 #include "netweft/http/HttpHelpers.h"
 
-namespace qx::couch::impl {
+namespace qx::couch {
 
 using http::HttpHelpers;
 
@@ -76,4 +76,4 @@ StepResult JudgeBulkReply(const string& reply, const bool* cancelFlag) {
   return StepResult::Failed;
 }
 
-}  // namespace qx::couch::impl
+}  // namespace qx::couch

@@ -7,7 +7,7 @@ namespace qx::http {
 class HttpConnection;
 }
 
-namespace qx::couch::impl {
+namespace qx::couch {
 
 /// What became of a step of a batch.
 enum class StepResult {
@@ -25,4 +25,4 @@ StepResult PostBulk(http::HttpConnection& connection, const elasticsearch::ESCon
 /// Judges a bulk reply of status 200.
 StepResult JudgeBulkReply(const string& reply, const bool* cancelFlag);
 
-}  // namespace qx::couch::impl
+}  // namespace qx::couch

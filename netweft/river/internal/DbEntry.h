@@ -40,10 +40,15 @@ struct DbEntry {
   /// any more: by `addIndex`, `removeIndex`, a failed batch and a restart. A Worker compares it beside `generation`.
   uint64 epoch = 0;
 
+  /// Tells this entry from an earlier or later one of the same database: the epoch that it was made with. A batch may
+  /// outlive its entry, and must not clear the phase bits of the next one.
+  uint64 identity = 0;
+
   /// Documents that the next batch may hold, after a batch failed because it was too large in bytes; 0 means no limit
-  /// beyond `maxDocsPerBatch`. Such a failure sets it to half of what the failed batch held, at least 1; each success
-  /// doubles it, up to `maxDocsPerBatch`. So a database of large documents gets through.
+  /// beyond `maxDocsPerBatch`. See `ShrinkBatches` and `GrowBatches`.
   uint64 batchDocLimit = 0;
+  /// Batches that must succeed before the limit grows again.
+  uint64 successesBeforeGrowth = 0;
 };
 
 }  // namespace qx::couch

@@ -5,7 +5,7 @@
 #include "netweft/base/system/qxStringUtils.h"
 #include "netweft/river/internal/BulkCommands.h"
 
-namespace qx::couch::impl {
+namespace qx::couch {
 
 using http::HttpMultiConnection;
 
@@ -22,7 +22,7 @@ void FailFetch(HttpMultiConnection& connection, FetchContext& context) {
 void OnUnexpectedStatus(HttpMultiConnection& connection, FetchContext& context, const ChangeRecord& record, long status,
                         const string& errorText) {
   if (!ReadFlag(context.cancelFlag)) {
-    LogError() << "Error while running HEAD request for document " << record.getId() << " got " << status << " "
+    LogError() << "Error while running HEAD request for document " << record.id.toString() << " got " << status << " "
                << errorText << " in db " << *context.dbName;
   }
   FailFetch(connection, context);
@@ -37,7 +37,7 @@ uint64 DecideFetched(HttpMultiConnection& connection, FetchContext& context, Cha
                      const qxVariantMapImpl& headers, vector<char>& body) {
   string etag = headers.getString("etag", "");
   if (etag.size() < 3) {
-    LogError() << "Unexpected document revision " << etag << " for document " << record.getId() << " in db "
+    LogError() << "Unexpected document revision " << etag << " for document " << record.id.toString() << " in db "
                << *context.dbName;
     FailFetch(connection, context);
     return 0;
@@ -46,19 +46,19 @@ uint64 DecideFetched(HttpMultiConnection& connection, FetchContext& context, Cha
   record.body.swap(body);
   CutBehindLastBrace(record.body);
   if (record.body.empty()) {
-    LogError() << "Unexpected document size " << uint64{record.body.size()} << " for document " << record.getId()
+    LogError() << "Unexpected document size " << uint64{record.body.size()} << " for document " << record.id.toString()
                << " in db " << *context.dbName;
     FailFetch(connection, context);
     return 0;
   }
-  const bool wanted = !record.isDeleted() && CdbRev(etag.substr(1)) == record.rev;
+  const bool wanted = !record.isDeleted() && CdbRev::Parse(etag.substr(1)) == record.rev;
   record.action = wanted ? CA_Index : CA_Skip;
-  return wanted ? IndexCommandBytes(record.getId(), record.body.size()) : 0;
+  return wanted ? IndexCommandBytes(record.id.toString(), record.body.size()) : 0;
 }
 
 uint64 DecideMissing(ChangeRecord& record) {
   record.action = record.isDeleted() ? CA_Delete : CA_Skip;
-  return record.isDeleted() ? DeleteCommandBytes(record.getId()) : 0;
+  return record.isDeleted() ? DeleteCommandBytes(record.id.toString()) : 0;
 }
 
 /// A record that finds no room keeps its action and has no bytes counted: if its text then outgrows the reserved sum, the
@@ -66,7 +66,7 @@ uint64 DecideMissing(ChangeRecord& record) {
 void Account(HttpMultiConnection& connection, FetchContext& context, ChangeRecord& record, uint64 commandBytes) {
   if (commandBytes == 0) return;
   if (commandBytes >= context.budget) {
-    LogError() << "Fail to index document '" << record.getId() << "' this document is too heavy " << commandBytes
+    LogError() << "Fail to index document '" << record.id.toString() << "' this document is too heavy " << commandBytes
                << "B in db " << *context.dbName;
     record.action = CA_Skip;
   } else if (context.bodyAccumulated + commandBytes <= context.budget) {
@@ -81,12 +81,12 @@ void Account(HttpMultiConnection& connection, FetchContext& context, ChangeRecor
 
 void QueueDocumentRequests(RiverBatch& batch, const RiverParameters& parameters, HttpMultiConnection& connection) {
   for (ChangeRecord& record : batch.records) {
-    if (qxStringUtils::StartsWith(record.getId(), "_design/")) {
+    if (qxStringUtils::StartsWith(record.id.toString(), "_design/")) {
       record.action = CA_Skip;
       continue;
     }
     auto request = std::make_unique<HttpMultiConnection::Request>();
-    request->url = parameters.couch.toDocumentUrl(batch.dbName, record.getId(), {});
+    request->url = parameters.couch.toDocumentUrl(batch.dbName, record.id.toString(), {});
     request->userData = &record;
     connection.addRequest(request);
   }
@@ -128,4 +128,4 @@ list<ChangeRecord> TrimBatch(RiverBatch& batch, uint64 maxBytes) {
   return left;
 }
 
-}  // namespace qx::couch::impl
+}  // namespace qx::couch

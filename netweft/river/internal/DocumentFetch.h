@@ -4,7 +4,7 @@
 #include "netweft/river/RiverParameters.h"
 #include "netweft/river/internal/RiverBatch.h"
 
-namespace qx::couch::impl {
+namespace qx::couch {
 
 /// What the completion of a document's GET needs beside the record.
 struct FetchContext {
@@ -36,4 +36,4 @@ bool FetchDocuments(RiverBatch& batch, const RiverParameters& parameters, http::
 /// exactly `maxBytes`, and this puts that record back.)
 list<ChangeRecord> TrimBatch(RiverBatch& batch, uint64 maxBytes);
 
-}  // namespace qx::couch::impl
+}  // namespace qx::couch

@@ -4,7 +4,7 @@
 #include <array>
 #include <charconv>
 
-namespace qx::couch::impl {
+namespace qx::couch {
 
 string FormatRate(uint64 count, int64 elapsedMs) {
   const float rate = static_cast<float>(count) * 1000.0F / static_cast<float>(std::max<int64>(1, elapsedMs));
@@ -13,4 +13,4 @@ string FormatRate(uint64 count, int64 elapsedMs) {
   return error == std::errc() ? string(text.data(), end) : string();
 }
 
-}  // namespace qx::couch::impl
+}  // namespace qx::couch

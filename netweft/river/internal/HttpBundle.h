@@ -5,7 +5,7 @@
 #include "netweft/http/HttpMultiConnection.h"
 #include "netweft/river/RiverParameters.h"
 
-namespace qx::couch::impl {
+namespace qx::couch {
 
 /// A Worker's transports and buffers, made for its first batch and kept from batch to batch. One thread.
 struct HttpBundle {
@@ -31,4 +31,4 @@ struct HttpBundle {
   vector<bytes> bodies;
 };
 
-}  // namespace qx::couch::impl
+}  // namespace qx::couch

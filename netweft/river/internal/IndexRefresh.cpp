@@ -7,7 +7,7 @@
 
 #include <algorithm>
 
-namespace qx::couch::impl {
+namespace qx::couch {
 
 using http::HttpHelpers;
 
@@ -98,4 +98,4 @@ StepResult RefreshIndex(http::HttpConnection& connection, const elasticsearch::E
   return WriteMeta(refresh, meta, sequence);
 }
 
-}  // namespace qx::couch::impl
+}  // namespace qx::couch

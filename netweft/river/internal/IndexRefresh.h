@@ -4,7 +4,7 @@
 #include "netweft/river/internal/BulkPosting.h"
 #include "netweft/river/internal/RiverBatch.h"
 
-namespace qx::couch::impl {
+namespace qx::couch {
 
 /// Makes what an index was sent visible, and then records in its `_meta` that it holds everything up to `sequence`. Never
 /// lowers the recorded sequence.
@@ -15,4 +15,4 @@ namespace qx::couch::impl {
 StepResult RefreshIndex(http::HttpConnection& connection, const elasticsearch::ESConnectionParameters& es,
                         const BatchIndex& index, uint64 sequence, const bool* cancelFlag);
 
-}  // namespace qx::couch::impl
+}  // namespace qx::couch

@@ -3,14 +3,7 @@
 #include "netweft/base/system/qxTypes.h"
 #include "netweft/river/internal/ChangeRecord.h"
 
-namespace qx::couch::impl {
-
-/// The bits of `DbEntry::phaseFlags`: which phases of a database are held by a Worker.
-enum Phase : unsigned char {
-  PH_None = 0,
-  PH_Fetch = 1,
-  PH_Index = 2,
-};
+namespace qx::couch {
 
 /// One index as a batch knows it: its name, and the physical creation that the batch is meant for.
 struct BatchIndex {
@@ -29,9 +22,10 @@ struct RiverBatch {
   vector<BatchIndex> indexes;
   list<ChangeRecord> records;
   bool refreshNow = false;
-  Phase heldPhase = PH_None;
+  /// `PhaseFlag` bits of the database that this batch's Worker holds.
+  unsigned char heldPhase = 0;
   /// Sum of the records' `commandBytes`: what the bulk body of one index may hold.
   uint64 reservedBytes = 0;
 };
 
-}  // namespace qx::couch::impl
+}  // namespace qx::couch

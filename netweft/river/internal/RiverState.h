@@ -24,7 +24,7 @@ struct CouchToEsRiverManager::State {
   qxWaitCondition condition;
 
   // Guarded by `mutex`.
-  map<string, impl::DbEntry> databases;
+  map<string, DbEntry> databases;
   bool closing = false;
   uint64 lastEpoch = 0;
 
@@ -35,10 +35,10 @@ struct CouchToEsRiverManager::State {
   vector<unique_ptr<Worker>> workers;
 
   /// With the lock held. Marks the entry as changed: batches taken before are void.
-  void renewEpoch(impl::DbEntry& entry) { entry.epoch = ++lastEpoch; }
+  void renewEpoch(DbEntry& entry) { entry.epoch = ++lastEpoch; }
 
   /// With the lock held; null when the manager does not have the database.
-  impl::DbEntry* findEntry(const string& dbName) {
+  DbEntry* findEntry(const string& dbName) {
     const auto found = databases.find(dbName);
     return found == databases.end() ? nullptr : &found->second;
   }

@@ -18,10 +18,6 @@
 
 namespace qx::couch {
 
-using impl::DbEntry;
-using impl::RiverBatch;
-using impl::StepResult;
-
 namespace {
 
 constexpr const char* sChannel = "esriver";
@@ -50,13 +46,13 @@ CouchToEsRiverManager::Worker::~Worker() {
 }
 
 bool CouchToEsRiverManager::Worker::cancelIfOn(const string& dbName) {
-  if (mCurrentDb != dbName) return false;
+  if (mCurrentEpoch == 0 || mCurrentDb != dbName) return false;
   StoreFlag(mCancelFlag, true);
   return true;
 }
 
 bool CouchToEsRiverManager::Worker::isOn(const string& dbName, uint64 epoch) const {
-  return mCurrentDb == dbName && mCurrentGeneration != 0 && mCurrentEpoch <= epoch;
+  return mCurrentEpoch != 0 && mCurrentDb == dbName && mCurrentEpoch <= epoch;
 }
 
 void CouchToEsRiverManager::Worker::raiseStop() {
@@ -74,9 +70,9 @@ bool CouchToEsRiverManager::Worker::takeBatch(RiverBatch& batch) {
   for (;;) {
     if (mStopFlag) return false;
     StoreFlag(mCancelFlag, false);
-    if (DbEntry* entry = impl::ChooseEntry(mState.databases); entry != nullptr) {
+    if (DbEntry* entry = ChooseEntry(mState.databases); entry != nullptr) {
       mCurrentDb = entry->dbName;
-      batch = impl::TakeBatch(*entry, mState.parameters);
+      batch = TakeBatch(*entry, mState.parameters);
       mCurrentGeneration = batch.generation;
       mCurrentEpoch = batch.epoch;
       return true;
@@ -92,16 +88,15 @@ void CouchToEsRiverManager::Worker::waitForWork() {
 
 void CouchToEsRiverManager::Worker::serve(RiverBatch& batch) {
   StepResult result = StepResult::Failed;
-  const uint64 taken = batch.records.size();
   try {
-    if (mBundle == nullptr) mBundle = std::make_unique<impl::HttpBundle>(mState.parameters);
+    if (mBundle == nullptr) mBundle = std::make_unique<HttpBundle>(mState.parameters);
     result = runBatch(batch);
   } catch (const std::exception& error) {
     LogError() << "Worker failed on db " << batch.dbName << ": " << error.what();
     // Requests in flight still point at the records of this batch.
     mBundle.reset();
   }
-  release(batch, result, std::min<uint64>(taken, batch.records.size()));
+  release(batch, result);
 }
 
 StepResult CouchToEsRiverManager::Worker::runBatch(RiverBatch& batch) {
@@ -123,70 +118,70 @@ StepResult CouchToEsRiverManager::Worker::fetch(RiverBatch& batch) {
   LogDetail(sChannel) << linePrefix(batch) << "process " << uint64{batch.records.size()} << " docs from seq "
                       << batch.records.front().getSeq() << " to " << batch.records.back().getSeq();
   const qxTimer phase(true);
-  if (!impl::FetchDocuments(batch, mState.parameters, mBundle->couch, &mCancelFlag)) {
+  if (!FetchDocuments(batch, mState.parameters, mBundle->couch, &mCancelFlag)) {
     return isCancelled() ? StepResult::Cancelled : StepResult::Failed;
   }
   // A budget of 0 would put every batch back for ever.
-  list<impl::ChangeRecord> left = impl::TrimBatch(batch, std::max<uint64>(1, mState.parameters.maxBatchBytes));
+  list<ChangeRecord> left = TrimBatch(batch, std::max<uint64>(1, mState.parameters.maxBatchBytes));
   if (isCancelled() || !requeue(batch, left)) return StepResult::Cancelled;
   LogDetail(sChannel) << linePrefix(batch) << "run " << uint64{batch.records.size()} << " GET @"
-                      << impl::FormatRate(batch.records.size(), phase.getElapsedMs()) << "doc/s";
+                      << FormatRate(batch.records.size(), phase.getElapsedMs()) << "doc/s";
   return StepResult::Done;
 }
 
-bool CouchToEsRiverManager::Worker::requeue(const RiverBatch& batch, list<impl::ChangeRecord>& left) {
+bool CouchToEsRiverManager::Worker::requeue(const RiverBatch& batch, list<ChangeRecord>& left) {
   if (left.empty()) return true;
   qxMutexLocker lock(mState.mutex, true);
   DbEntry* entry = findStandingEntry(batch);
   if (entry == nullptr) return false;
-  impl::RequeueRecords(*entry, left);
+  RequeueRecords(*entry, left);
   return true;
 }
 
 bool CouchToEsRiverManager::Worker::takeIndexPhase(RiverBatch& batch) {
   qxMutexLocker lock(mState.mutex, true);
   DbEntry* entry = findStandingEntry(batch);
-  while (entry != nullptr && (entry->phaseFlags & impl::PH_Index) != 0) {
+  while (entry != nullptr && (entry->phaseFlags & PF_Index) != 0) {
     mState.condition.wait(&mState.mutex, sPhaseWaitMs);
     entry = findStandingEntry(batch);
   }
   if (entry == nullptr) return false;
-  entry->phaseFlags = static_cast<unsigned char>((entry->phaseFlags & ~batch.heldPhase) | impl::PH_Index);
-  batch.heldPhase = impl::PH_Index;
+  entry->phaseFlags = static_cast<unsigned char>((entry->phaseFlags & ~batch.heldPhase) | PF_Index);
+  batch.heldPhase = PF_Index;
   mState.condition.wakeAll();
   return true;
 }
 
 StepResult CouchToEsRiverManager::Worker::generate(RiverBatch& batch, uint64& commands) {
   const qxTimer phase(true);
-  impl::BulkGenerator generator(batch, mState.parameters, mBundle->bodies);
-  for (impl::ChangeRecord& record : batch.records) {
+  BulkGenerator generator(batch, mState.parameters, mBundle->bodies);
+  for (ChangeRecord& record : batch.records) {
     if (isCancelled()) return StepResult::Cancelled;
     if (!generator.generate(record)) return StepResult::Failed;
   }
   commands = generator.getCommandCount();
   const int64 elapsed = phase.getElapsedMs();
   LogDetail(sChannel) << linePrefix(batch) << "generate " << commands << " cmds @"
-                      << impl::FormatRate(commands, elapsed) << "cmd/s, " << generator.getGeneratedBytes() << "B @"
-                      << impl::FormatRate(generator.getGeneratedBytes(), elapsed) << "B/s";
+                      << FormatRate(commands, elapsed) << "cmd/s, " << generator.getGeneratedBytes() << "B @"
+                      << FormatRate(generator.getGeneratedBytes(), elapsed) << "B/s";
   return StepResult::Done;
 }
 
 StepResult CouchToEsRiverManager::Worker::post(const RiverBatch& batch, uint64 commands) {
   const qxTimer phase(true);
   for (size_t i = 0; i < batch.indexes.size(); ++i) {
-    const StepResult result = impl::PostBulk(mBundle->es, mState.parameters.es, batch.indexes[i].name,
+    const StepResult result = PostBulk(mBundle->es, mState.parameters.es, batch.indexes[i].name,
                                              mBundle->bodies[i], batch.reservedBytes, &mCancelFlag);
     if (result != StepResult::Done) return result;
   }
-  LogDetail(sChannel) << linePrefix(batch) << "index @" << impl::FormatRate(commands, phase.getElapsedMs()) << "cmd/s";
+  LogDetail(sChannel) << linePrefix(batch) << "index @" << FormatRate(commands, phase.getElapsedMs()) << "cmd/s";
   return StepResult::Done;
 }
 
 StepResult CouchToEsRiverManager::Worker::refresh(const RiverBatch& batch, uint64 sequence) {
   const qxTimer phase(true);
-  for (const impl::BatchIndex& index : batch.indexes) {
-    const StepResult result = impl::RefreshIndex(mBundle->es, mState.parameters.es, index, sequence, &mCancelFlag);
+  for (const BatchIndex& index : batch.indexes) {
+    const StepResult result = RefreshIndex(mBundle->es, mState.parameters.es, index, sequence, &mCancelFlag);
     if (result != StepResult::Done) return result;
   }
   LogDetail(sChannel) << linePrefix(batch) << "refresh in " << FormatDuration(AtLeastOneMs(phase), 1, false)
@@ -201,7 +196,7 @@ void CouchToEsRiverManager::Worker::recordProgress(const RiverBatch& batch, uint
   for (auto& [name, index] : entry->indexes) index.lastRefreshSeq = sequence;
 }
 
-void CouchToEsRiverManager::Worker::release(RiverBatch& batch, StepResult result, uint64 size) {
+void CouchToEsRiverManager::Worker::release(const RiverBatch& batch, StepResult result) {
   // A cancelled batch is no failure, whatever it ran into on its way out.
   if (isCancelled()) {
     LogDetail(sChannel) << linePrefix(batch) << "job canceled";
@@ -211,8 +206,8 @@ void CouchToEsRiverManager::Worker::release(RiverBatch& batch, StepResult result
   DbEntry* entry = mState.findEntry(batch.dbName);
   if (entry != nullptr && entry->identity == batch.entryIdentity) {
     entry->phaseFlags = static_cast<unsigned char>(entry->phaseFlags & ~batch.heldPhase);
-    if (result == StepResult::TooLarge) impl::ShrinkBatches(*entry, size);
-    if (result == StepResult::Done) impl::GrowBatches(*entry, mState.parameters);
+    if (result == StepResult::TooLarge) ShrinkBatches(*entry, batch.records.size());
+    if (result == StepResult::Done) GrowBatches(*entry, mState.parameters);
     if (result == StepResult::Failed || result == StepResult::TooLarge) {
       entry->generation = 0;
       mState.renewEpoch(*entry);
@@ -220,6 +215,7 @@ void CouchToEsRiverManager::Worker::release(RiverBatch& batch, StepResult result
   }
   mCurrentDb.clear();
   mCurrentGeneration = 0;
+  mCurrentEpoch = 0;
   mState.condition.wakeAll();
 }
 

@@ -7,10 +7,8 @@
 
 namespace qx::couch {
 
-namespace impl {
 struct DbEntry;
 struct HttpBundle;
-}  // namespace impl
 
 /// Takes batches of changes from the databases' queues and brings them into the indexes: fetch, trim, generate, post,
 /// refresh, record. Two Workers may serve one database at a time, one fetching the next batch while the other indexes the
@@ -37,29 +35,27 @@ class CouchToEsRiverManager::Worker final : public qxThread {
   void run() override;
 
  private:
-  using StepResult = impl::StepResult;
-
   /// False when the Worker is to end.
-  bool takeBatch(impl::RiverBatch& batch);
+  bool takeBatch(RiverBatch& batch);
   void waitForWork();
-  void serve(impl::RiverBatch& batch);
+  void serve(RiverBatch& batch);
 
-  StepResult runBatch(impl::RiverBatch& batch);
-  StepResult fetch(impl::RiverBatch& batch);
-  bool requeue(const impl::RiverBatch& batch, list<impl::ChangeRecord>& left);
-  bool takeIndexPhase(impl::RiverBatch& batch);
-  StepResult generate(impl::RiverBatch& batch, uint64& commands);
-  StepResult post(const impl::RiverBatch& batch, uint64 commands);
-  StepResult refresh(const impl::RiverBatch& batch, uint64 sequence);
-  void recordProgress(const impl::RiverBatch& batch, uint64 sequence);
+  StepResult runBatch(RiverBatch& batch);
+  StepResult fetch(RiverBatch& batch);
+  bool requeue(const RiverBatch& batch, list<ChangeRecord>& left);
+  bool takeIndexPhase(RiverBatch& batch);
+  StepResult generate(RiverBatch& batch, uint64& commands);
+  StepResult post(const RiverBatch& batch, uint64 commands);
+  StepResult refresh(const RiverBatch& batch, uint64 sequence);
+  void recordProgress(const RiverBatch& batch, uint64 sequence);
 
-  void release(impl::RiverBatch& batch, StepResult result, uint64 size);
+  void release(const RiverBatch& batch, StepResult result);
 
   /// With the lock held: the entry that the batch came from, null when the batch is void or cancelled.
-  impl::DbEntry* findStandingEntry(const impl::RiverBatch& batch);
+  DbEntry* findStandingEntry(const RiverBatch& batch);
   bool isCancelled() const;
   /// "<db> w<number> => ", the opening of each detail line.
-  string linePrefix(const impl::RiverBatch& batch) const;
+  string linePrefix(const RiverBatch& batch) const;
 
   State& mState;
   const uint32 mNumber;
@@ -67,6 +63,7 @@ class CouchToEsRiverManager::Worker final : public qxThread {
   // Guarded by the manager's lock.
   string mCurrentDb;
   uint64 mCurrentGeneration = 0;
+  /// 0 while no batch is in hand.
   uint64 mCurrentEpoch = 0;
   bool mStopFlag = false;
 
@@ -74,7 +71,7 @@ class CouchToEsRiverManager::Worker final : public qxThread {
   bool mCancelFlag = false;
 
   // Of this thread alone.
-  unique_ptr<impl::HttpBundle> mBundle;
+  unique_ptr<HttpBundle> mBundle;
 };
 
 }  // namespace qx::couch
