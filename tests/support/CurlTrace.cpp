@@ -1,0 +1,129 @@
+#include "tests/support/CurlTrace.h"
+
+#include <curl/curl.h>
+
+#include <atomic>
+#include <cstdarg>
+
+extern "C" {
+CURLcode __real_curl_easy_setopt(CURL* handle, CURLoption option, ...);
+CURLcode __wrap_curl_easy_setopt(CURL* handle, CURLoption option, ...);
+}
+
+namespace qx::test {
+
+namespace {
+
+std::atomic<CurlTrace*> activeTrace = nullptr;
+
+string ListText(const curl_slist* line) {
+  string text = "[";
+  for (; line != nullptr; line = line->next) text += string(text.size() > 1 ? ", " : "") + line->data;
+  return text + "]";
+}
+
+string PointerText(curl_easytype type, const void* value) {
+  if (value == nullptr) return "null";
+  if (type == CURLOT_STRING) return "\"" + string(static_cast<const char*>(value)) + "\"";
+  if (type == CURLOT_SLIST) return ListText(static_cast<const curl_slist*>(value));
+  return "set";
+}
+
+/// Writes the call down and hands it on, unless the trace says how it fails.
+template <class Value>
+CURLcode Forward(CurlCall call, Value value) {
+  CurlTrace* const trace = activeTrace.load();
+  void* const handle = call.handle;
+  const auto option = static_cast<CURLoption>(call.option);
+  const int failure = trace == nullptr ? 0 : trace->record(std::move(call));
+  return failure != 0 ? static_cast<CURLcode>(failure) : __real_curl_easy_setopt(handle, option, value);
+}
+
+string GetName(const curl_easyoption* known, int option) {
+  return known != nullptr ? known->name : std::to_string(option);
+}
+
+}  // namespace
+
+std::ostream& operator<<(std::ostream& out, const CurlCall& call) { return out << call.text; }
+
+CurlTrace::CurlTrace() { activeTrace = this; }
+
+CurlTrace::~CurlTrace() { activeTrace = nullptr; }
+
+void CurlTrace::failOption(int option, int code) {
+  const std::lock_guard lock(mMutex);
+  mFailures[option] = code;
+}
+
+void CurlTrace::failNone() {
+  const std::lock_guard lock(mMutex);
+  mFailures.clear();
+}
+
+vector<CurlCall> CurlTrace::getCalls() const {
+  const std::lock_guard lock(mMutex);
+  return mCalls;
+}
+
+vector<string> CurlTrace::getTexts() const {
+  vector<string> texts;
+  for (const CurlCall& call : getCalls()) texts.push_back(call.text);
+  return texts;
+}
+
+vector<string> CurlTrace::getTexts(const void* handle) const {
+  vector<string> texts;
+  for (const CurlCall& call : getCalls()) {
+    if (call.handle == handle) texts.push_back(call.text);
+  }
+  return texts;
+}
+
+vector<string> CurlTrace::getValues(const string& name) const {
+  vector<string> values;
+  for (const string& text : getTexts()) {
+    if (text.starts_with(name + " ")) values.push_back(text.substr(name.size() + 1));
+  }
+  return values;
+}
+
+void CurlTrace::clear() {
+  const std::lock_guard lock(mMutex);
+  mCalls.clear();
+}
+
+int CurlTrace::record(CurlCall call) {
+  const std::lock_guard lock(mMutex);
+  const auto failure = mFailures.find(call.option);
+  mCalls.push_back(std::move(call));
+  return failure == mFailures.end() ? 0 : failure->second;
+}
+
+}  // namespace qx::test
+
+/// The one argument is a long, a curl_off_t or a pointer, by the range of the option's number.
+CURLcode __wrap_curl_easy_setopt(CURL* handle, CURLoption option, ...) {
+  using namespace qx::test;
+  const curl_easyoption* const known = curl_easy_option_by_id(option);
+  CurlCall call{GetName(known, option) + " ", handle, option};
+  std::va_list arguments;
+  va_start(arguments, option);
+  CURLcode result = CURLE_OK;
+  if (option >= CURLOPTTYPE_OFF_T && option < CURLOPTTYPE_BLOB) {
+    const curl_off_t value = va_arg(arguments, curl_off_t);
+    call.text += std::to_string(value);
+    result = Forward(std::move(call), value);
+  } else if (option < CURLOPTTYPE_OBJECTPOINT) {
+    const long value = va_arg(arguments, long);
+    call.text += std::to_string(value);
+    result = Forward(std::move(call), value);
+  } else {
+    void* const value = va_arg(arguments, void*);
+    call.text += PointerText(known == nullptr ? CURLOT_OBJECT : known->type, value);
+    call.pointer = value;
+    result = Forward(std::move(call), value);
+  }
+  va_end(arguments);
+  return result;
+}
