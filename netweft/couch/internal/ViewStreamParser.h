@@ -1,0 +1,43 @@
+#pragma once
+
+#include "netweft/base/system/qxTypes.h"
+#include "netweft/couch/FetchCouchDbView.h"
+#include "netweft/http/internal/ExceptionSlot.h"
+
+namespace qx::couch {
+
+/// The state of one `FetchCouchDbView` call: the request's body, and a scanner that finds the rows of a view in the
+/// bytes of the response by counting braces and brackets. Each byte is looked at once and only a row's own text is
+/// parsed. One thread.
+struct ViewStreamParser {
+  /// `rowCancelFlag` may be null.
+  ViewStreamParser(ViewRowCallback rowCallback, void* rowUserData, const bool* rowCancelFlag);
+
+  /// Takes the next bytes of the response and delivers the rows that end in them. False when the fetch is to end: a row
+  /// was malformed (which is logged) or the callback wanted no more. Lets the callback's exceptions through.
+  bool scan(const char* data, size_t n);
+
+  bool isCanceled() const;
+
+  unique_ptr<bytes> body;  ///< null: the request is a GET
+  uint32 bracketCounter = 0;        ///< depth of "{" outside strings
+  uint32 squareBracketCounter = 0;  ///< depth of "[" outside strings
+  bool inString = false;
+  bool escaped = false;     ///< the byte before was a backslash
+  size_t rowStart = 0;      ///< offset in `receiveBuffer` of the first byte to keep
+  size_t bodyOffset = 0;    ///< bytes of `body` already handed to the transport
+  bytes receiveBuffer;      ///< received bytes not yet dropped
+  uint64 rowCount = 0;      ///< rows completed
+  ViewRowCallback callback; ///< null: rows are not looked at
+  void* userData;
+  const bool* cancelFlag;   ///< never null
+  http::impl::ExceptionSlot exceptions;  ///< what the callback threw inside the transfer
+
+ private:
+  bool scanByte(size_t offset);
+  bool closeBrace(size_t offset);
+  bool deliverRow(size_t end);
+  bool reportIncompleteRow(const qxVariantMapImpl& row, const string& text) const;
+};
+
+}  // namespace qx::couch
