@@ -1,0 +1,275 @@
+#include "netweft/base/json/internal/JsonString.h"
+
+#include <cstring>
+
+namespace qx::json {
+
+namespace {
+
+using Byte = unsigned char;
+
+constexpr uint32 kHighSurrogate = 0xD800;
+constexpr uint32 kLowSurrogate = 0xDC00;
+constexpr uint32 kNoCharacter = 0xFFFFFFFF;
+
+constexpr bool IsHighSurrogate(uint32 code) { return (code & 0xFFFFFC00) == kHighSurrogate; }
+constexpr bool IsLowSurrogate(uint32 code) { return (code & 0xFFFFFC00) == kLowSurrogate; }
+constexpr uint32 CombineSurrogates(uint32 high, uint32 low) {
+  return 0x10000 + ((high - kHighSurrogate) << 10) + (low - kLowSurrogate);
+}
+
+/// Also gives the three bytes of a surrogate, which UTF-8 proper has no form for.
+void AppendCodePoint(uint32 code, string& out) {
+  const auto put = [&out](uint32 byte) { out.push_back(static_cast<char>(byte)); };
+  if (code < 0x80) {
+    put(code);
+  } else if (code < 0x800) {
+    put(0xC0 | (code >> 6));
+    put(0x80 | (code & 0x3F));
+  } else if (code < 0x10000) {
+    put(0xE0 | (code >> 12));
+    put(0x80 | ((code >> 6) & 0x3F));
+    put(0x80 | (code & 0x3F));
+  } else {
+    put(0xF0 | (code >> 18));
+    put(0x80 | ((code >> 12) & 0x3F));
+    put(0x80 | ((code >> 6) & 0x3F));
+    put(0x80 | (code & 0x3F));
+  }
+}
+
+uint32 HexDigit(char c) {
+  if (c >= '0' && c <= '9') return static_cast<uint32>(c - '0');
+  if (c >= 'a' && c <= 'f') return static_cast<uint32>(c - 'a' + 10);
+  if (c >= 'A' && c <= 'F') return static_cast<uint32>(c - 'A' + 10);
+  return kNoCharacter;
+}
+
+/// The code unit behind a "\u" at `p`; `kNoCharacter` when there is none.
+uint32 ReadUnicodeEscape(const char* p, const char* end) {
+  constexpr int length = 6;
+  if (end - p < length || p[0] != '\\' || p[1] != 'u') return kNoCharacter;
+  uint32 code = 0;
+  for (int i = 2; i < length; ++i) {
+    const uint32 digit = HexDigit(p[i]);
+    if (digit == kNoCharacter) return kNoCharacter;
+    code = code << 4 | digit;
+  }
+  return code;
+}
+
+/// Appends what the "\u" escape at `p` means, together with a low surrogate's escape right behind it. The position
+/// behind it all, null when malformed.
+const char* UnescapeUnicode(const char* p, const char* end, string& out) {
+  uint32 code = ReadUnicodeEscape(p, end);
+  if (code == kNoCharacter) return nullptr;
+  p += 6;
+  if (IsHighSurrogate(code)) {
+    const uint32 low = ReadUnicodeEscape(p, end);
+    if (low != kNoCharacter && IsLowSurrogate(low)) {
+      code = CombineSurrogates(code, low);
+      p += 6;
+    }
+  }
+  AppendCodePoint(code, out);
+  return p;
+}
+
+/// The same for any escape.
+const char* UnescapeOne(const char* p, const char* end, string& out) {
+  if (end - p < 2) return nullptr;
+  switch (p[1]) {
+    case '"': out.push_back('"'); break;
+    case '\\': out.push_back('\\'); break;
+    case '/': out.push_back('/'); break;
+    case 'b': out.push_back('\b'); break;
+    case 'f': out.push_back('\f'); break;
+    case 'n': out.push_back('\n'); break;
+    case 'r': out.push_back('\r'); break;
+    case 't': out.push_back('\t'); break;
+    case 'u': return UnescapeUnicode(p, end, out);
+    default: return nullptr;
+  }
+  return p + 2;
+}
+
+/// What UTF-8 allows behind a lead byte: how many bytes follow, and the range of the first of them. Zero: no lead.
+struct LeadByte {
+  int following;
+  Byte low;
+  Byte high;
+};
+
+constexpr LeadByte ClassifyLead(Byte lead) {
+  if (lead < 0xC2) return {0, 0, 0};
+  if (lead < 0xE0) return {1, 0x80, 0xBF};
+  if (lead == 0xE0) return {2, 0xA0, 0xBF};
+  if (lead == 0xED) return {2, 0x80, 0x9F};
+  if (lead < 0xF0) return {2, 0x80, 0xBF};
+  if (lead == 0xF0) return {3, 0x90, 0xBF};
+  if (lead < 0xF4) return {3, 0x80, 0xBF};
+  if (lead == 0xF4) return {3, 0x80, 0x8F};
+  return {0, 0, 0};
+}
+
+struct Sequence {
+  int length;  ///< of the character, or of the longest piece that could have started one; at least 1
+  bool valid;
+};
+
+/// Looks at the bytes at `p`, the first of which is not ASCII.
+Sequence LookAtSequence(const char* p, const char* end) {
+  const LeadByte lead = ClassifyLead(static_cast<Byte>(*p));
+  int length = 1;
+  for (; length <= lead.following && p + length < end; ++length) {
+    const Byte byte = static_cast<Byte>(p[length]);
+    const Byte low = length == 1 ? lead.low : Byte{0x80};
+    const Byte high = length == 1 ? lead.high : Byte{0xBF};
+    if (byte < low || byte > high) break;
+  }
+  return {length, lead.following != 0 && length == lead.following + 1};
+}
+
+/// The surrogate whose three bytes stand at `p`; `kNoCharacter` when there is none.
+uint32 ReadSurrogate(const char* p, const char* end) {
+  if (end - p < 3 || static_cast<Byte>(p[0]) != 0xED) return kNoCharacter;
+  const Byte second = static_cast<Byte>(p[1]);
+  const Byte third = static_cast<Byte>(p[2]);
+  if ((second & 0xE0) != 0xA0 || (third & 0xC0) != 0x80) return kNoCharacter;
+  return 0xD000U | (second & 0x3FU) << 6 | (third & 0x3FU);
+}
+
+constexpr bool IsPlain(char c) {
+  const Byte byte = static_cast<Byte>(c);
+  return byte >= 0x20 && byte < 0x80 && c != '"' && c != '\\';
+}
+
+/// Whether eight bytes are plain, without a look at each: a byte's top bit shows in the result when the byte is below
+/// 0x20, a quote, a backslash or not ASCII.
+bool AreEightPlain(const char* p) {
+  constexpr uint64 ones = 0x0101010101010101;
+  constexpr uint64 tops = 0x8080808080808080;
+  uint64 word;
+  std::memcpy(&word, p, sizeof word);
+  const uint64 quote = word ^ (ones * '"');
+  const uint64 backslash = word ^ (ones * '\\');
+  const uint64 found = word | (word - ones * 0x20) | (quote - ones) | (backslash - ones);
+  return (found & tops) == 0;
+}
+
+const char* SkipPlain(const char* p, const char* end) {
+  while (end - p >= 8 && AreEightPlain(p)) p += 8;
+  while (p != end && IsPlain(*p)) ++p;
+  return p;
+}
+
+/// Skips all that stands in a JSON string as it is: plain ASCII and characters of several bytes.
+const char* SkipVerbatim(const char* p, const char* end) {
+  for (;;) {
+    p = SkipPlain(p, end);
+    if (p == end || static_cast<Byte>(*p) < 0x80) return p;
+    const Sequence sequence = LookAtSequence(p, end);
+    if (!sequence.valid) return p;
+    p += sequence.length;
+  }
+}
+
+constexpr std::string_view kReplacementCharacter = "\xEF\xBF\xBD";
+constexpr std::string_view kHexDigits = "0123456789abcdef";
+
+template <class Sink>
+void PutUnicodeEscape(uint32 code, Sink& sink) {
+  const char text[] = {'\\', 'u', kHexDigits[code >> 12], kHexDigits[code >> 8 & 15], kHexDigits[code >> 4 & 15],
+                       kHexDigits[code & 15]};
+  sink.put({text, sizeof text});
+}
+
+template <class Sink>
+void PutAsciiEscape(char c, Sink& sink) {
+  switch (c) {
+    case '"': sink.put("\\\""); break;
+    case '\\': sink.put("\\\\"); break;
+    case '\b': sink.put("\\b"); break;
+    case '\f': sink.put("\\f"); break;
+    case '\n': sink.put("\\n"); break;
+    case '\r': sink.put("\\r"); break;
+    case '\t': sink.put("\\t"); break;
+    default: PutUnicodeEscape(static_cast<Byte>(c), sink); break;
+  }
+}
+
+/// Puts what stands for the bytes at `p`, which are not UTF-8; gives the position behind them.
+template <class Sink>
+const char* PutNotUtf8(const char* p, const char* end, Sink& sink) {
+  const uint32 code = ReadSurrogate(p, end);
+  if (code == kNoCharacter) {
+    sink.put(kReplacementCharacter);
+    return p + LookAtSequence(p, end).length;
+  }
+  const uint32 low = IsHighSurrogate(code) ? ReadSurrogate(p + 3, end) : kNoCharacter;
+  if (low == kNoCharacter || !IsLowSurrogate(low)) {
+    PutUnicodeEscape(code, sink);
+    return p + 3;
+  }
+  string pair;
+  AppendCodePoint(CombineSurrogates(code, low), pair);
+  sink.put(pair);
+  return p + 6;
+}
+
+/// One walk for both sinks, so that the size always agrees with the text.
+template <class Sink>
+void Escape(std::string_view text, Sink& sink) {
+  const char* p = text.data();
+  const char* const end = p + text.size();
+  while (p != end) {
+    const char* const stop = SkipVerbatim(p, end);
+    sink.put({p, static_cast<size_t>(stop - p)});
+    p = stop;
+    if (p == end) break;
+    if (static_cast<Byte>(*p) >= 0x80) {
+      p = PutNotUtf8(p, end, sink);
+    } else {
+      PutAsciiEscape(*p++, sink);
+    }
+  }
+}
+
+struct Appender {
+  string& out;
+  void put(std::string_view piece) { out.append(piece); }
+};
+
+struct Counter {
+  uint64 size = 0;
+  void put(std::string_view piece) { size += piece.size(); }
+};
+
+}  // namespace
+
+bool UnescapeJsonString(std::string_view inside, string& out) {
+  const char* p = inside.data();
+  const char* const end = p + inside.size();
+  out.clear();
+  while (p != end) {
+    const void* const found = std::memchr(p, '\\', static_cast<size_t>(end - p));
+    const char* const stop = found == nullptr ? end : static_cast<const char*>(found);
+    out.append(p, stop);
+    p = stop == end ? end : UnescapeOne(stop, end, out);
+    if (p == nullptr) return false;
+  }
+  return true;
+}
+
+void AppendJsonString(std::string_view text, string& out) {
+  Appender sink{out};
+  Escape(text, sink);
+}
+
+uint64 JsonStringSize(std::string_view text) {
+  Counter sink;
+  Escape(text, sink);
+  return sink.size;
+}
+
+}  // namespace qx::json

@@ -1,0 +1,25 @@
+#pragma once
+
+#include "netweft/base/system/qxTypes.h"
+
+#include <string_view>
+
+namespace qx::json {
+
+/// Replaces `out` by what the inside of a JSON string (without its quotes) means. False when an escape is malformed. The
+/// inside must be valid UTF-8 without raw control characters and must not end within an escape.
+///
+/// Two escapes of a surrogate pair make one character; a surrogate without its other half is kept as the three bytes
+/// that UTF-8 would give it.
+bool UnescapeJsonString(std::string_view inside, string& out);
+
+/// Appends the text as the inside of a JSON string. Only what must be escaped is, in its shortest form. The three bytes
+/// of a surrogate become its escape; those of both halves of a pair, one behind the other, become the character that
+/// they mean, since that is what a reader makes of their escapes. Anything else that is not UTF-8 becomes U+FFFD, one
+/// for each longest piece that could have started a character.
+void AppendJsonString(std::string_view text, string& out);
+
+/// The count of bytes that `AppendJsonString` appends.
+uint64 JsonStringSize(std::string_view text);
+
+}  // namespace qx::json
