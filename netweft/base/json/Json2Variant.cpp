@@ -12,7 +12,7 @@ namespace {
 
 /// A thread keeps its scanner for texts up to this size, and makes one of its own for a larger text. A scanner takes up
 /// to eight times the size of its text.
-constexpr uint64 kKeptTextSize = 256 * 1024;
+constexpr uint64 sKeptTextSize = 256 * 1024;
 
 template <class Container>
 bool ReadWith(JsonTokens& tokens, std::string_view text, Container& out) {
@@ -26,7 +26,7 @@ template <class Container>
 bool Read(const char* text, uint64 n, Container& out) {
   if (text == nullptr) return false;
   const std::string_view view(text, n);
-  if (n > kKeptTextSize) {
+  if (n > sKeptTextSize) {
     JsonTokens tokens;
     return ReadWith(tokens, view, out);
   }

@@ -1,5 +1,7 @@
 #include "netweft/base/json/internal/JsonNumber.h"
 
+#include "netweft/base/system/internal/AsciiText.h"
+#include "netweft/base/system/internal/NumberText.h"
 #include "netweft/base/system/internal/qxVariantAccess.h"
 
 #include <charconv>
@@ -11,12 +13,10 @@ namespace {
 
 enum class Shape { NotANumber, DigitsAlone, Other };
 
-constexpr bool IsDigit(char c) { return c >= '0' && c <= '9'; }
-
 /// Walks over a run of digits; false when there is none.
 bool SkipDigits(const char*& p, const char* end) {
   const char* const begin = p;
-  while (p != end && IsDigit(*p)) ++p;
+  while (p != end && impl::IsDigit(*p)) ++p;
   return p != begin;
 }
 
@@ -43,13 +43,6 @@ Shape Classify(std::string_view token) {
   return SkipFraction(p, end) && SkipExponent(p, end) && p == end ? Shape::Other : Shape::NotANumber;
 }
 
-template <class Number>
-void AppendShortest(Number value, string& out) {
-  char text[32];
-  const std::to_chars_result result = std::to_chars(text, text + sizeof text, value);
-  out.append(text, result.ptr);
-}
-
 }  // namespace
 
 bool ReadJsonNumber(std::string_view token, qxVariant& value) {
@@ -65,14 +58,11 @@ bool ReadJsonNumber(std::string_view token, qxVariant& value) {
   return true;
 }
 
-void AppendJsonInteger(int64 value, string& out) { AppendShortest(value, out); }
-
-void AppendJsonDouble(double value, string& out) {
-  if (!std::isfinite(value)) {
-    out += "null";
-  } else {
-    AppendShortest(value, out);
-  }
+void AppendJsonInteger(int64 value, string& out) {
+  char text[24];
+  out.append(text, std::to_chars(text, text + sizeof text, value).ptr);
 }
+
+void AppendJsonDouble(double value, string& out) { out += std::isfinite(value) ? impl::DoubleToText(value) : "null"; }
 
 }  // namespace qx::json

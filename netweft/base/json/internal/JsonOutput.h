@@ -30,7 +30,7 @@ class JsonOutput {
 
   /// To be called between pieces of text: hands the buffer to the device when it has grown large.
   void relieve() {
-    if (mDevice != nullptr && mText.size() >= kPiece) flush();
+    if (mDevice != nullptr && mText.size() >= sPiece) flush();
   }
 
   /// Hands over all that is left. False when the device has an error or has taken too little, now or earlier; what comes
@@ -39,7 +39,7 @@ class JsonOutput {
   bool failed() const { return mFailed; }
 
  private:
-  static constexpr size_t kPiece = 16 * 1024;
+  static constexpr size_t sPiece = 16 * 1024;
 
   string mBuffer;
   string& mText;

@@ -84,7 +84,7 @@ bool JsonReader::readValue(qxVariant& value) {
 }
 
 bool JsonReader::enter(Level level) {
-  if (mLevels.size() == kMaxLevels) return false;
+  if (mLevels.size() == sMaxLevels) return false;
   mLevels.push_back(level);
   return true;
 }

@@ -12,7 +12,7 @@ class JsonTokens;
 class JsonReader {
  public:
   /// How many levels a text may have, the outermost counted.
-  static constexpr size_t kMaxLevels = 1000;
+  static constexpr size_t sMaxLevels = 1000;
 
   /// `tokens` must outlive the reader and stand at the first token of a text.
   explicit JsonReader(JsonTokens& tokens) : mTokens(tokens) {}

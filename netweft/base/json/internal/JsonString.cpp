@@ -1,5 +1,7 @@
 #include "netweft/base/json/internal/JsonString.h"
 
+#include "netweft/base/system/internal/Utf8.h"
+
 #include <cstring>
 
 namespace qx::json {
@@ -8,14 +10,14 @@ namespace {
 
 using Byte = unsigned char;
 
-constexpr uint32 kHighSurrogate = 0xD800;
-constexpr uint32 kLowSurrogate = 0xDC00;
-constexpr uint32 kNoCharacter = 0xFFFFFFFF;
+constexpr uint32 sHighSurrogate = 0xD800;
+constexpr uint32 sLowSurrogate = 0xDC00;
+constexpr uint32 sNoCharacter = 0xFFFFFFFF;
 
-constexpr bool IsHighSurrogate(uint32 code) { return (code & 0xFFFFFC00) == kHighSurrogate; }
-constexpr bool IsLowSurrogate(uint32 code) { return (code & 0xFFFFFC00) == kLowSurrogate; }
+constexpr bool IsHighSurrogate(uint32 code) { return (code & 0xFFFFFC00) == sHighSurrogate; }
+constexpr bool IsLowSurrogate(uint32 code) { return (code & 0xFFFFFC00) == sLowSurrogate; }
 constexpr uint32 CombineSurrogates(uint32 high, uint32 low) {
-  return 0x10000 + ((high - kHighSurrogate) << 10) + (low - kLowSurrogate);
+  return 0x10000 + ((high - sHighSurrogate) << 10) + (low - sLowSurrogate);
 }
 
 /// Also gives the three bytes of a surrogate, which UTF-8 proper has no form for.
@@ -42,17 +44,17 @@ uint32 HexDigit(char c) {
   if (c >= '0' && c <= '9') return static_cast<uint32>(c - '0');
   if (c >= 'a' && c <= 'f') return static_cast<uint32>(c - 'a' + 10);
   if (c >= 'A' && c <= 'F') return static_cast<uint32>(c - 'A' + 10);
-  return kNoCharacter;
+  return sNoCharacter;
 }
 
-/// The code unit behind a "\u" at `p`; `kNoCharacter` when there is none.
+/// The code unit behind a "\u" at `p`; `sNoCharacter` when there is none.
 uint32 ReadUnicodeEscape(const char* p, const char* end) {
   constexpr int length = 6;
-  if (end - p < length || p[0] != '\\' || p[1] != 'u') return kNoCharacter;
+  if (end - p < length || p[0] != '\\' || p[1] != 'u') return sNoCharacter;
   uint32 code = 0;
   for (int i = 2; i < length; ++i) {
     const uint32 digit = HexDigit(p[i]);
-    if (digit == kNoCharacter) return kNoCharacter;
+    if (digit == sNoCharacter) return sNoCharacter;
     code = code << 4 | digit;
   }
   return code;
@@ -62,11 +64,11 @@ uint32 ReadUnicodeEscape(const char* p, const char* end) {
 /// behind it all, null when malformed.
 const char* UnescapeUnicode(const char* p, const char* end, string& out) {
   uint32 code = ReadUnicodeEscape(p, end);
-  if (code == kNoCharacter) return nullptr;
+  if (code == sNoCharacter) return nullptr;
   p += 6;
   if (IsHighSurrogate(code)) {
     const uint32 low = ReadUnicodeEscape(p, end);
-    if (low != kNoCharacter && IsLowSurrogate(low)) {
+    if (low != sNoCharacter && IsLowSurrogate(low)) {
       code = CombineSurrogates(code, low);
       p += 6;
     }
@@ -93,49 +95,12 @@ const char* UnescapeOne(const char* p, const char* end, string& out) {
   return p + 2;
 }
 
-/// What UTF-8 allows behind a lead byte: how many bytes follow, and the range of the first of them. Zero: no lead.
-struct LeadByte {
-  int following;
-  Byte low;
-  Byte high;
-};
-
-constexpr LeadByte ClassifyLead(Byte lead) {
-  if (lead < 0xC2) return {0, 0, 0};
-  if (lead < 0xE0) return {1, 0x80, 0xBF};
-  if (lead == 0xE0) return {2, 0xA0, 0xBF};
-  if (lead == 0xED) return {2, 0x80, 0x9F};
-  if (lead < 0xF0) return {2, 0x80, 0xBF};
-  if (lead == 0xF0) return {3, 0x90, 0xBF};
-  if (lead < 0xF4) return {3, 0x80, 0xBF};
-  if (lead == 0xF4) return {3, 0x80, 0x8F};
-  return {0, 0, 0};
-}
-
-struct Sequence {
-  int length;  ///< of the character, or of the longest piece that could have started one; at least 1
-  bool valid;
-};
-
-/// Looks at the bytes at `p`, the first of which is not ASCII.
-Sequence LookAtSequence(const char* p, const char* end) {
-  const LeadByte lead = ClassifyLead(static_cast<Byte>(*p));
-  int length = 1;
-  for (; length <= lead.following && p + length < end; ++length) {
-    const Byte byte = static_cast<Byte>(p[length]);
-    const Byte low = length == 1 ? lead.low : Byte{0x80};
-    const Byte high = length == 1 ? lead.high : Byte{0xBF};
-    if (byte < low || byte > high) break;
-  }
-  return {length, lead.following != 0 && length == lead.following + 1};
-}
-
-/// The surrogate whose three bytes stand at `p`; `kNoCharacter` when there is none.
+/// The surrogate whose three bytes stand at `p`; `sNoCharacter` when there is none.
 uint32 ReadSurrogate(const char* p, const char* end) {
-  if (end - p < 3 || static_cast<Byte>(p[0]) != 0xED) return kNoCharacter;
+  if (end - p < 3 || static_cast<Byte>(p[0]) != 0xED) return sNoCharacter;
   const Byte second = static_cast<Byte>(p[1]);
   const Byte third = static_cast<Byte>(p[2]);
-  if ((second & 0xE0) != 0xA0 || (third & 0xC0) != 0x80) return kNoCharacter;
+  if ((second & 0xE0) != 0xA0 || (third & 0xC0) != 0x80) return sNoCharacter;
   return 0xD000U | (second & 0x3FU) << 6 | (third & 0x3FU);
 }
 
@@ -168,19 +133,19 @@ const char* SkipVerbatim(const char* p, const char* end) {
   for (;;) {
     p = SkipPlain(p, end);
     if (p == end || static_cast<Byte>(*p) < 0x80) return p;
-    const Sequence sequence = LookAtSequence(p, end);
-    if (!sequence.valid) return p;
-    p += sequence.length;
+    const size_t length = impl::Utf8SequenceLength({p, static_cast<size_t>(end - p)}, 0);
+    if (length == 0) return p;
+    p += length;
   }
 }
 
-constexpr std::string_view kReplacementCharacter = "\xEF\xBF\xBD";
-constexpr std::string_view kHexDigits = "0123456789abcdef";
+constexpr std::string_view sReplacementCharacter = "\xEF\xBF\xBD";
+constexpr std::string_view sHexDigits = "0123456789abcdef";
 
 template <class Sink>
 void PutUnicodeEscape(uint32 code, Sink& sink) {
-  const char text[] = {'\\', 'u', kHexDigits[code >> 12], kHexDigits[code >> 8 & 15], kHexDigits[code >> 4 & 15],
-                       kHexDigits[code & 15]};
+  const char text[] = {'\\', 'u', sHexDigits[code >> 12], sHexDigits[code >> 8 & 15], sHexDigits[code >> 4 & 15],
+                       sHexDigits[code & 15]};
   sink.put({text, sizeof text});
 }
 
@@ -202,12 +167,12 @@ void PutAsciiEscape(char c, Sink& sink) {
 template <class Sink>
 const char* PutNotUtf8(const char* p, const char* end, Sink& sink) {
   const uint32 code = ReadSurrogate(p, end);
-  if (code == kNoCharacter) {
-    sink.put(kReplacementCharacter);
-    return p + LookAtSequence(p, end).length;
+  if (code == sNoCharacter) {
+    sink.put(sReplacementCharacter);
+    return p + 1;
   }
-  const uint32 low = IsHighSurrogate(code) ? ReadSurrogate(p + 3, end) : kNoCharacter;
-  if (low == kNoCharacter || !IsLowSurrogate(low)) {
+  const uint32 low = IsHighSurrogate(code) ? ReadSurrogate(p + 3, end) : sNoCharacter;
+  if (low == sNoCharacter || !IsLowSurrogate(low)) {
     PutUnicodeEscape(code, sink);
     return p + 3;
   }

@@ -15,8 +15,7 @@ bool UnescapeJsonString(std::string_view inside, string& out);
 
 /// Appends the text as the inside of a JSON string. Only what must be escaped is, in its shortest form. The three bytes
 /// of a surrogate become its escape; those of both halves of a pair, one behind the other, become the character that
-/// they mean, since that is what a reader makes of their escapes. Anything else that is not UTF-8 becomes U+FFFD, one
-/// for each longest piece that could have started a character.
+/// they mean, since that is what a reader makes of their escapes. Any other byte that is not part of UTF-8 becomes U+FFFD.
 void AppendJsonString(std::string_view text, string& out);
 
 /// The count of bytes that `AppendJsonString` appends.
