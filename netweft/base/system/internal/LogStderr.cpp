@@ -3,6 +3,7 @@
 #include "netweft/base/system/internal/Utf8.h"
 #include "netweft/base/system/qxStringUtils.h"
 
+#include <algorithm>
 #include <cerrno>
 
 #if defined(_WIN32)
