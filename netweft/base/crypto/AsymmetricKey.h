@@ -39,13 +39,11 @@ class NETWEFT_EXPORT AsymmetricKey {
  protected:
   struct Handle;
 
+  /// Without an EVP key, and with no error yet: a subclass's constructor gives it one or the other.
   AsymmetricKey();
-  /// The first error stays.
-  void setError(const string& message);
-  Handle& editHandle() noexcept { return *mHandle; }
 
  private:
-  /// The door of signing and verifying: base/crypto/internal/AsymmetricKeyAccess.h.
+  /// The door of construction, signing and verifying: base/crypto/internal/AsymmetricKeyAccess.h.
   friend struct AsymmetricKeyAccess;
 
   string mErrorMessage;
