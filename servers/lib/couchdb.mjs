@@ -5,7 +5,7 @@ import { answersInTime } from './readiness.mjs';
 import { serversFolder } from './places.mjs';
 import { ServerProcess } from './serverProcess.mjs';
 
-const startLimitMs = 30_000;
+const startLimitMs = 60_000;
 
 function commandLine({ port, dataFolder, users }) {
   const words = [process.execPath, path.join(serversFolder, 'couchdb', 'server.js'), '--port', `${port}`];
@@ -19,7 +19,7 @@ function authorization(users) {
 }
 
 async function waitUntilReady(server, { users }) {
-  const port = await server.lineMatching(/^listening on port (\d+)$/);
+  const port = await server.lineMatching(/^listening on port (\d+)$/, startLimitMs);
   const ready = port !== null && await answersInTime(`http://127.0.0.1:${port}/`, {
     headers: authorization(users),
     accept: (response) => response.status === 200,

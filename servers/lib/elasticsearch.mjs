@@ -9,7 +9,7 @@ import { answersInTime } from './readiness.mjs';
 import { elasticsearchHome, runsAsRoot, serversFolder } from './places.mjs';
 import { ServerProcess } from './serverProcess.mjs';
 
-const startLimitMs = 60_000;
+const startLimitMs = 120_000; // 3 s by itself, half a minute beside a parallel build on the same cores
 const recoveryLimitMs = 20_000;
 const runFolderPrefix = 'netweft-elasticsearch-';
 const privileges = runsAsRoot ? ['--reuid', 'nobody', '--regid', 'nogroup', '--clear-groups'] : [];
@@ -88,7 +88,7 @@ function waitForShards(port, server) {
 }
 
 async function waitUntilReady(server) {
-  const port = await server.lineMatching(/Netty4HttpServerTransport.*publish_address \{[^}]*:(\d+)\}/);
+  const port = await server.lineMatching(/Netty4HttpServerTransport.*publish_address \{[^}]*:(\d+)\}/, startLimitMs);
   if (port === null) return null;
   const answers = await answersInTime(`http://127.0.0.1:${port}/`, {
     accept: (response) => response.status === 200,

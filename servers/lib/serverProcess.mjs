@@ -35,13 +35,12 @@ export class ServerProcess {
     return this.#lines.join('\n');
   }
 
-  // The first capture of the pattern in a line to come or already kept; null when the server ended first.
-  async lineMatching(pattern) {
+  // The first capture of the pattern in a line that is kept or comes in time; null when the server ends or
+  // the time is up before.
+  async lineMatching(pattern, limitMs) {
     for (const line of this.#lines) if (pattern.test(line)) return pattern.exec(line)[1];
-    let waiter;
-    const found = new Promise((resolve) => { waiter = { pattern, resolve }; });
-    this.#waiting.add(waiter);
-    return Promise.race([found, this.ended.then(() => null)]);
+    const found = new Promise((resolve) => { this.#waiting.add({ pattern, resolve }); });
+    return Promise.race([found, this.ended.then(() => null), sleep(limitMs, null, { ref: false })]);
   }
 
   // SIGTERM, and SIGKILL when that was not heard in time.
