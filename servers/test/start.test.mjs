@@ -7,28 +7,10 @@ import os from 'node:os';
 import path from 'node:path';
 import { after, test } from 'node:test';
 import { setTimeout as sleep } from 'node:timers/promises';
-import { fileURLToPath } from 'node:url';
+import { ready, start, startProgram } from './support.mjs';
 
-const startProgram = path.join(path.dirname(fileURLToPath(import.meta.url)), '..', 'start');
 const scratch = mkdtempSync(path.join(os.tmpdir(), 'netweft-start-test-'));
 after(() => rmSync(scratch, { recursive: true, force: true }));
-
-function start(words, { stdin = 'pipe', env } = {}) {
-  const child = spawn(startProgram, words, { stdio: [stdin, 'pipe', 'pipe'], env });
-  const exited = new Promise((resolve) => child.on('exit', (status, signal) => resolve(signal ?? status)));
-  const lines = createInterface({ input: child.stdout })[Symbol.asyncIterator]();
-  const errors = [];
-  createInterface({ input: child.stderr }).on('line', (line) => errors.push(line));
-  const line = async () => (await lines.next()).value ?? null;
-  return { child, exited, line, errors };
-}
-
-async function ready(helper) {
-  const line = await helper.line();
-  const match = /^ready (\d+) (\d+)$/.exec(line);
-  assert.ok(match, `'${line}' ${helper.errors.join('\n')}`);
-  return { port: Number(match[1]), pid: Number(match[2]) };
-}
 
 // A killed process that nobody has waited for yet still has a folder in /proc.
 function isRunning(pid) {
