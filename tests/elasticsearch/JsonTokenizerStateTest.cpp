@@ -1,0 +1,97 @@
+#include "netweft/elasticsearch/internal/JsonTokenizerState.h"
+
+#include <gtest/gtest.h>
+
+#include <string_view>
+
+namespace qx::elasticsearch {
+namespace {
+
+/// The strings and values that end in `text`, in order, cut into chunks of `chunkSize` bytes.
+struct Walk {
+  vector<string> strings;
+  vector<string> values;
+  JsonTokenizerState state;
+
+  Walk(std::string_view text, size_t chunkSize) {
+    for (size_t at = 0; at < text.size(); at += chunkSize) take(text.substr(at, chunkSize));
+  }
+
+  void take(std::string_view piece) {
+    const vector<char> chunk(piece.begin(), piece.end());
+    state.beginChunk(chunk.data());
+    for (const char& byte : chunk) {
+      state.consume(&byte);
+      if (state.stringDone) state.copyString(strings.emplace_back());
+      if (state.valueDone) values.push_back(state.valueCarry + string(state.valueStart, state.valueEnd));
+    }
+    state.endChunk();
+  }
+};
+
+constexpr std::string_view sSample = R"({"a":1,"b":"x\"y","c":[1,{"d":null}],"e":{"f":true}, "g" : -2.5e3 })";
+
+TEST(JsonTokenizerState, FindsEachString) {
+  EXPECT_EQ(Walk(sSample, 1000).strings, (vector<string>{"a", "b", R"(x\"y)", "c", "d", "e", "f", "g"}));
+}
+
+TEST(JsonTokenizerState, FindsTheValuesOfScalarMembers) {
+  EXPECT_EQ(Walk(sSample, 1000).values, (vector<string>{"1", R"("x\"y")", "null", "true", " -2.5e3 "}));
+}
+
+TEST(JsonTokenizerState, TheCutMakesNoDifference) {
+  const Walk whole(sSample, 1000);
+  for (size_t size = 1; size < sSample.size(); ++size) {
+    const Walk cut(sSample, size);
+    EXPECT_EQ(cut.strings, whole.strings) << size;
+    EXPECT_EQ(cut.values, whole.values) << size;
+  }
+}
+
+TEST(JsonTokenizerState, AnEmptyStringIsEmptyWhereverItIsCut) {
+  for (size_t size = 1; size < 6; ++size) EXPECT_EQ(Walk(R"(["",""])", size).strings, (vector<string>{"", ""})) << size;
+}
+
+TEST(JsonTokenizerState, AnEscapedQuoteDoesNotEndAString) {
+  EXPECT_EQ(Walk(R"("a\"b")", 100).strings, vector<string>{R"(a\"b)"});
+}
+
+TEST(JsonTokenizerState, AQuoteBehindADoubleBackslashEndsTheString) {
+  EXPECT_EQ(Walk(R"("a\\","b")", 100).strings, (vector<string>{R"(a\\)", "b"}));
+}
+
+TEST(JsonTokenizerState, ThreeBackslashesEscapeTheQuote) {
+  EXPECT_EQ(Walk(R"("a\\\"b")", 100).strings, vector<string>{R"(a\\\"b)"});
+}
+
+TEST(JsonTokenizerState, BracketsInsideAStringDoNotCount) {
+  const Walk walk(R"({"[[{{":"}]")", 100);
+  EXPECT_EQ(walk.state.curlyDepth, 1);
+  EXPECT_EQ(walk.state.squareDepth, 0);
+}
+
+TEST(JsonTokenizerState, DepthsFallBelowZeroOnTextThatIsNoJson) {
+  const Walk walk("}}]", 100);
+  EXPECT_EQ(walk.state.curlyDepth, -2);
+  EXPECT_EQ(walk.state.squareDepth, -1);
+}
+
+TEST(JsonTokenizerState, ThePreviousDepthsAreThoseBeforeTheByte) {
+  const Walk walk("[{", 100);
+  EXPECT_TRUE(walk.state.hasEntered());
+  EXPECT_EQ(walk.state.prevSquareDepth, 1);
+  EXPECT_EQ(walk.state.prevCurlyDepth, 0);
+}
+
+TEST(JsonTokenizerState, KeepsNoPointerIntoAFinishedChunk) {
+  const Walk walk(R"({"open":"strin)", 100);
+  EXPECT_EQ(walk.state.stringStart, nullptr);
+  EXPECT_EQ(walk.state.stringEnd, nullptr);
+  EXPECT_EQ(walk.state.valueStart, nullptr);
+  EXPECT_EQ(walk.state.valueEnd, nullptr);
+  EXPECT_EQ(walk.state.stringCarry, "strin");
+  EXPECT_EQ(walk.state.valueCarry, "\"strin");
+}
+
+}  // namespace
+}  // namespace qx::elasticsearch
