@@ -4,6 +4,7 @@
 #include "netweft/http/HttpConnection.h"
 #include "netweft/http/internal/CurlEasy.h"
 #include "netweft/http/internal/HttpProxyFinderDoor.h"
+#include "tests/http/ExpectedOptions.h"
 #include "tests/http/LibraryFixture.h"
 #include "tests/http/ScriptedProxyDiscovery.h"
 #include "tests/support/CurlTrace.h"
@@ -57,31 +58,6 @@ class ConnectionParametersTest : public LibraryFixture {
   ConnectionParameters parameters;
   LogCapture log;
   CurlTrace trace;
-};
-
-const vector<string> kVerified = {"SSL_VERIFYPEER 1", "SSL_VERIFYHOST 2", "SSL_CTX_FUNCTION set"};
-const vector<string> kUnverified = {"SSL_VERIFYPEER 0", "SSL_VERIFYHOST 0", "SSL_CTX_FUNCTION null"};
-
-const vector<string> kDefaultOptions = {
-    "FOLLOWLOCATION 1",
-    "MAXREDIRS 3",
-    "REDIR_PROTOCOLS 3",
-    "CONNECTTIMEOUT 10",
-    "MAX_RECV_SPEED_LARGE 0",
-    "MAX_SEND_SPEED_LARGE 0",
-    "COOKIESESSION 0",
-    "COOKIEJAR \"/dev/null\"",
-    "LOW_SPEED_LIMIT 10",
-    "LOW_SPEED_TIME 10",
-    "TCP_KEEPALIVE 0",
-    "TCP_KEEPIDLE 10",
-    "TCP_KEEPINTVL 10",
-    "VERBOSE 0",
-    "IPRESOLVE 0",
-    "SSL_VERIFYPEER 1",
-    "SSL_VERIFYHOST 2",
-    "SSL_CTX_FUNCTION set",
-    "PROXY \"\"",
 };
 
 TEST_F(ConnectionParametersTest, TheDefaultsAreWrittenInOrder) {
@@ -193,37 +169,37 @@ TEST_F(ConnectionParametersTest, TheDefaultResolutionIsTheProcesss) {
 
 TEST_F(ConnectionParametersTest, TheDefaultVerificationIsTheProcesss) {
   SetVerifySSLCertByDefault(false);
-  EXPECT_EQ(verification("https://host.example/"), kUnverified);
+  EXPECT_EQ(verification("https://host.example/"), kUnverifiedOptions);
   SetVerifySSLCertByDefault(true);
-  EXPECT_EQ(verification("https://host.example/"), kVerified);
+  EXPECT_EQ(verification("https://host.example/"), kVerifiedOptions);
 }
 
 TEST_F(ConnectionParametersTest, AnExplicitVerificationPolicyOverrulesTheProcesss) {
   SetVerifySSLCertByDefault(false);
   parameters.sslValidatePolicy = http::SVP_VerifyPeerAndHost;
-  EXPECT_EQ(verification("https://host.example/"), kVerified);
+  EXPECT_EQ(verification("https://host.example/"), kVerifiedOptions);
   SetVerifySSLCertByDefault(true);
   parameters.sslValidatePolicy = http::SVP_NoVerify;
-  EXPECT_EQ(verification("https://host.example/"), kUnverified);
+  EXPECT_EQ(verification("https://host.example/"), kUnverifiedOptions);
 }
 
 TEST_F(ConnectionParametersTest, AnUnknownVerificationPolicyVerifies) {
   SetVerifySSLCertByDefault(false);
   parameters.sslValidatePolicy = static_cast<http::SSLValidatePolicy>(3);
-  EXPECT_EQ(verification("https://host.example/"), kVerified);
+  EXPECT_EQ(verification("https://host.example/"), kVerifiedOptions);
 }
 
 TEST_F(ConnectionParametersTest, LoopbackByAddressIsNeverVerified) {
-  EXPECT_EQ(verification("https://127.0.0.1/"), kUnverified);
+  EXPECT_EQ(verification("https://127.0.0.1/"), kUnverifiedOptions);
   parameters.sslValidatePolicy = http::SVP_VerifyPeerAndHost;
-  EXPECT_EQ(verification("https://127.0.0.1/"), kUnverified);
-  EXPECT_EQ(verification("https://127.0.0.1:8443/a"), kUnverified);
+  EXPECT_EQ(verification("https://127.0.0.1/"), kUnverifiedOptions);
+  EXPECT_EQ(verification("https://127.0.0.1:8443/a"), kUnverifiedOptions);
 }
 
 TEST_F(ConnectionParametersTest, NoOtherSpellingOfLoopbackIsExempt) {
   for (const char* host : {"localhost", "127.0.0.2", "127.0.0.10", "127.0.0.1.", "127.1", "127.0.0.01", "[::1]",
                            "[::ffff:127.0.0.1]", "127.0.0.1.example"}) {
-    EXPECT_EQ(verification("https://" + string(host) + "/"), kVerified) << host;
+    EXPECT_EQ(verification("https://" + string(host) + "/"), kVerifiedOptions) << host;
   }
 }
 
