@@ -38,6 +38,13 @@ test('included documents begin with _id and _rev', async () => {
   assert.match(text, /"doc":\{"_id":"a","_rev":"1-\w+","0":/);
 });
 
+test('an included document is told as a GET tells it, attachments too', async () => {
+  const _attachments = { 'f.txt': { content_type: 'text/plain', data: 'aGVsbG8=' } };
+  await ask(server.port, 'PUT', '/db/attached', { body: { _attachments, z: null } });
+  const [row] = (await post('/db/_all_docs?include_docs=true', { keys: ['attached'] })).json.rows;
+  assert.deepEqual(row.doc, (await get('/db/attached')).json);
+});
+
 test('a view by GET answers its rows with id, key and value in this order', async () => {
   const { text } = await get('/db/_design/d/_view/byKind?key="odd"');
   assert.match(text, /\r\n\{"id":"b","key":"odd","value":1\}\r\n/);
