@@ -1,0 +1,103 @@
+#include "netweft/http/HttpConnectionPool.h"
+
+#include "netweft/base/system/qxMutexLocker.h"
+#include "netweft/base/system/qxSystemUtils.h"
+#include "netweft/base/system/qxThreadPeriodicalUpdater.h"
+#include "netweft/frame/internal/FrameState.h"
+#include "netweft/http/HttpConnection.h"
+
+#include <algorithm>
+#include <atomic>
+
+namespace qx::http {
+
+namespace {
+
+struct PoolEntry {
+  unique_ptr<HttpConnection> connection;
+  int64 releaseTimeMs;
+  string host;
+  uint16 port;
+};
+
+}  // namespace
+
+struct HttpConnectionPool::HttpConnectionPoolImpl {
+  qxMutex mutex;
+  // Guarded by the mutex. The idle connections stand with the most recently released first.
+  list<PoolEntry> idleConnections;
+  int64 keepOpenMs = 10000;
+  // Written under the mutex, read without it.
+  std::atomic<uint32> maxConcurrentConnection = 1;
+};
+
+HttpConnectionPool::HttpConnectionPool() : mImpl(std::make_unique<HttpConnectionPoolImpl>()) {
+  qx::impl::GetPoolUpdater()->addCallback(UpdatePool, this);
+}
+
+HttpConnectionPool::~HttpConnectionPool() { qx::impl::GetPoolUpdater()->removeCallback(UpdatePool, this); }
+
+HttpConnection* HttpConnectionPool::getHttpConnection(const string& host, unsigned short port) {
+  {
+    const qxMutexLocker lock(mImpl->mutex, true);
+    list<PoolEntry>& idle = mImpl->idleConnections;
+    const auto found = std::find_if(idle.begin(), idle.end(), [&](const PoolEntry& entry) {
+      return entry.port == port && entry.host == host;
+    });
+    if (found != idle.end()) {
+      unique_ptr<HttpConnection> connection = std::move(found->connection);
+      idle.erase(found);
+      return connection.release();
+    }
+  }
+  return std::make_unique<HttpConnection>(true).release();
+}
+
+void HttpConnectionPool::releaseHttpConnection(HttpConnection* connection) {
+  unique_ptr<HttpConnection> released(connection);
+  if (released == nullptr) return;
+  const Url& lastUrl = released->getLastUrl();
+  if (lastUrl.getHost().empty()) return;
+  const qxMutexLocker lock(mImpl->mutex, true);
+  PoolEntry entry{nullptr, qxSystemUtils::GetTimeBaseMs(), lastUrl.getHost(), lastUrl.getPort()};
+  entry.connection = std::move(released);
+  mImpl->idleConnections.push_front(std::move(entry));
+  updateConnectionPoolImpl();
+}
+
+// The product is 32 bits wide on purpose; see the header.
+void HttpConnectionPool::setKeepOpenDurationSec(unsigned int seconds) {
+  const qxMutexLocker lock(mImpl->mutex, true);
+  mImpl->keepOpenMs = static_cast<uint32>(seconds * 1000U);
+  updateConnectionPoolImpl();
+}
+
+void HttpConnectionPool::setMaxPendingConnection(unsigned int count) {
+  const qxMutexLocker lock(mImpl->mutex, true);
+  mImpl->maxConcurrentConnection = std::max(1U, count);
+  updateConnectionPoolImpl();
+}
+
+void HttpConnectionPool::ensureAtLeastMaxConcurrentConnection(unsigned int count) {
+  const qxMutexLocker lock(mImpl->mutex, true);
+  if (mImpl->maxConcurrentConnection < count) mImpl->maxConcurrentConnection = count;
+}
+
+unsigned int HttpConnectionPool::getMaxConcurrentConnection() const noexcept { return mImpl->maxConcurrentConnection; }
+
+void HttpConnectionPool::UpdatePool(void* pool) {
+  auto* const self = static_cast<HttpConnectionPool*>(pool);
+  const qxMutexLocker lock(self->mImpl->mutex, true);
+  self->updateConnectionPoolImpl();
+}
+
+void HttpConnectionPool::updateConnectionPoolImpl() {
+  list<PoolEntry>& idle = mImpl->idleConnections;
+  if (idle.empty()) return;
+  const int64 now = qxSystemUtils::GetTimeBaseMs();
+  const auto isExpired = [this, now](const PoolEntry& entry) { return now - entry.releaseTimeMs > mImpl->keepOpenMs; };
+  if (isExpired(idle.back())) idle.remove_if(isExpired);
+  while (idle.size() > mImpl->maxConcurrentConnection) idle.pop_back();
+}
+
+}  // namespace qx::http
