@@ -38,7 +38,7 @@ StepResult PostRefresh(const Refresh& refresh) {
   HttpHelpers::HttpResult result;
   result.content = &reply;
   result.errorMessage = &error;
-  if (!HttpHelpers::HttpPost(string(), refresh.connection, refresh.es.toUrl(refresh.index.name, "_refresh", {}), 200,
+  if (!HttpHelpers::HttpPost(refresh.connection, refresh.es.toUrl(refresh.index.name, "_refresh", {}), string(), 200,
                              &result, nullptr, nullptr, refresh.cancelFlag)) {
     return FailUnlessCancelled(refresh, "Fail to refresh index ", error);
   }

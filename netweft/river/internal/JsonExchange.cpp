@@ -1,0 +1,48 @@
+#include "netweft/river/internal/JsonExchange.h"
+
+#include "netweft/base/json/Json2Variant.h"
+#include "netweft/base/system/qxFlag.h"
+#include "netweft/http/HttpHelpers.h"
+
+namespace qx::couch {
+
+using http::HttpHelpers;
+
+namespace {
+
+constexpr unsigned char sOk = 200;
+
+void Conclude(const HttpHelpers::HttpResult& result, bool succeeded, JsonReply& reply) {
+  reply.status = result.httpReturnCode;
+  reply.good = succeeded &&
+               (reply.text.empty() || json::Json2Variant::Convert(reply.text.data(), reply.text.size(), reply.map));
+  if (!reply.good) reply.map.clear();
+}
+
+}  // namespace
+
+JsonReply GetJson(http::HttpConnection& connection, const Url& url, const bool* cancelFlag) {
+  JsonReply reply;
+  if (ReadFlag(cancelFlag)) return reply;
+  HttpHelpers::HttpResult result;
+  const bool succeeded =
+      HttpHelpers::HttpGetJson(connection, url, reply.text, &result, nullptr, nullptr, cancelFlag);
+  Conclude(result, succeeded, reply);
+  return reply;
+}
+
+JsonReply PutJson(http::HttpConnection& connection, const Url& url, const qxVariantMapImpl& body,
+                  const bool* cancelFlag) {
+  JsonReply reply;
+  if (ReadFlag(cancelFlag)) return reply;
+  string text;
+  json::Json2Variant::Convert(body, text, false);
+  HttpHelpers::HttpResult result;
+  result.content = &reply.text;
+  const bool succeeded =
+      HttpHelpers::HttpPutJson(connection, url, text.data(), text.size(), sOk, &result, nullptr, nullptr, cancelFlag);
+  Conclude(result, succeeded, reply);
+  return reply;
+}
+
+}  // namespace qx::couch
