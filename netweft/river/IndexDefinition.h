@@ -17,8 +17,8 @@ struct NETWEFT_EXPORT IndexDefinition {
   string indexName;
 
   /// The wanted mapping of the type `_doc`: the object that goes under "mappings/_doc". State "dynamic" false in a
-  /// branch that is to grow later without the index being built anew. Its "_meta" belongs to the manager and is
-  /// replaced.
+  /// branch that is to grow later without the index being built anew. What it holds under "_meta" is written when the
+  /// index is created, beside the manager's own keys, which win; later changes there are not looked at.
   qxVariantMapImpl mapping;
 
   /// The wanted index settings: the object that goes under "settings". Any change recreates the index.

@@ -72,17 +72,17 @@ IndexOpening::Verdict IndexOpening::inspectCreation() {
   const string stored = mMeta.getString("creationdescriptor", "");
   mDescriptors[mName] = current;
   mEntry.creationDescriptor = stored;
-  if (!current.empty() && current == stored) return inspectStamps() == Verdict::Keep ? inspectMapping() : Verdict::Recreate;
+  if (!current.empty() && current == stored) return inspectStamps();
   LogWarning() << "creationdescriptor missmatch for index '" << mName << "' got '" << CutForLog(current) << "' / '"
                << CutForLog(stored) << "'";
   return Verdict::Recreate;
 }
 
-IndexOpening::Verdict IndexOpening::inspectStamps() const {
+IndexOpening::Verdict IndexOpening::inspectStamps() {
   if (mMeta.getString("applicationversion", "") == mDefinition.applicationVersion &&
       mMeta.getString("sourcedbname", "") == getDbName() &&
       mMeta.getString("settingshash", "") == hashJson(mDefinition.settings)) {
-    return Verdict::Keep;
+    return inspectMapping();
   }
   LogDetail(sChannel) << getDbName() << " => index should be recreated, settings or version were updated " << mName;
   return Verdict::Recreate;
@@ -151,8 +151,8 @@ bool IndexOpening::readSequence(uint64& startSeq) {
   return true;
 }
 
-JsonReply IndexOpening::get(const string& what) {
-  return GetJson(mConnection, mEs.toUrl(mName, what, {}), mCancelFlag);
+JsonReply IndexOpening::get(const string& operation) {
+  return GetJson(mConnection, mEs.toUrl(mName, operation, {}), mCancelFlag);
 }
 
 JsonReply IndexOpening::putMapping(const qxVariantMapImpl& mapping) {

@@ -25,7 +25,7 @@ class IndexOpening {
 
   Verdict inspect();
   Verdict inspectCreation();
-  Verdict inspectStamps() const;
+  Verdict inspectStamps();
   Verdict inspectMapping();
   Verdict widen(qxVariantMapImpl delta);
 
@@ -34,7 +34,7 @@ class IndexOpening {
   bool storeCreationDescriptor(const qxVariantMapImpl& meta);
   bool readSequence(uint64& startSeq);
 
-  JsonReply get(const string& what);
+  JsonReply get(const string& operation);
   JsonReply putMapping(const qxVariantMapImpl& mapping);
 
   /// The error line of a failed request, unless the failure is our own cancel. False.

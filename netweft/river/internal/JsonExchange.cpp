@@ -12,11 +12,11 @@ namespace {
 
 constexpr unsigned char sOk = 200;
 
-void Conclude(const HttpHelpers::HttpResult& result, bool succeeded, JsonReply& reply) {
-  reply.status = result.httpReturnCode;
-  reply.good = succeeded &&
-               (reply.text.empty() || json::Json2Variant::Convert(reply.text.data(), reply.text.size(), reply.map));
-  if (!reply.good) reply.map.clear();
+bool ParseBody(JsonReply& reply) {
+  if (reply.text.empty()) return true;
+  if (json::Json2Variant::Convert(reply.text.data(), reply.text.size(), reply.map)) return true;
+  reply.map.clear();
+  return false;
 }
 
 }  // namespace
@@ -27,7 +27,8 @@ JsonReply GetJson(http::HttpConnection& connection, const Url& url, const bool* 
   HttpHelpers::HttpResult result;
   const bool succeeded =
       HttpHelpers::HttpGetJson(connection, url, reply.text, &result, nullptr, nullptr, cancelFlag);
-  Conclude(result, succeeded, reply);
+  reply.status = result.httpReturnCode;
+  reply.good = succeeded && ParseBody(reply);
   return reply;
 }
 
@@ -39,9 +40,9 @@ JsonReply PutJson(http::HttpConnection& connection, const Url& url, const qxVari
   json::Json2Variant::Convert(body, text, false);
   HttpHelpers::HttpResult result;
   result.content = &reply.text;
-  const bool succeeded =
+  reply.good =
       HttpHelpers::HttpPutJson(connection, url, text.data(), text.size(), sOk, &result, nullptr, nullptr, cancelFlag);
-  Conclude(result, succeeded, reply);
+  reply.status = result.httpReturnCode;
   return reply;
 }
 

@@ -6,23 +6,24 @@
 
 namespace qx::couch {
 
-/// The answer to one JSON request.
+/// The answer to one request of the JSON interface. When it is not good, `HttpConnection::getLastErrorMsg` of the
+/// connection tells what happened to the transfer.
 struct JsonReply {
-  /// The transfer went through with status 200, and the body, unless empty, is a JSON object. Otherwise
-  /// `HttpConnection::getLastErrorMsg` of the connection tells what happened to the transfer.
   bool good = false;
   /// 0 when there was no answer.
   uint32 status = 0;
   /// The body as it came.
   string text;
-  /// The body; empty unless good.
+  /// The body of a good GET; empty otherwise.
   qxVariantMapImpl map;
 };
 
 /// Each sends nothing when `*cancelFlag` (null: none) is already true, and the reply is then not good. Raised during the
 /// transfer it ends it at the next bytes that move.
+
+/// Good: the status is 200, and the body is a JSON object or empty.
 JsonReply GetJson(http::HttpConnection& connection, const Url& url, const bool* cancelFlag);
-/// The body sent is compact JSON.
+/// Sends compact JSON. Good: the status is 200, whatever the body.
 JsonReply PutJson(http::HttpConnection& connection, const Url& url, const qxVariantMapImpl& body,
                   const bool* cancelFlag);
 
