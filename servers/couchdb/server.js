@@ -19,7 +19,10 @@
 //    style; no filters. feed=longpoll is express-pouchdb's own; feed=eventsource does not exist.
 //  - "_db_updates" knows feed=continuous alone, and lines have no "seq". It tells one "updated" per write
 //    request. Its "ddoc_updated" name is the compound text {<<"db">>,<<"_design/doc">>}.
-//  - Database names must not hold "/". A database deleted and created again starts at sequence 0.
+//  - Database names must not hold "/". A database deleted and created again starts at sequence 0. What
+//    reads or writes single documents or rows while its database is deleted answers 404, but "_bulk_docs",
+//    attachments and the like may have their connection closed a second later.
+//  - GET / introduces express-pouchdb, not CouchDB.
 //  - GET with open_revs always answers JSON, never multipart. Attachments are never sent as multipart.
 //  - No validate_doc_update, shows, lists, update handlers, rewrites, _find, _replicate, _security,
 //    _session with cookies, _config or _users: Basic authentication alone, and each given name is an

@@ -15,6 +15,7 @@ import { databaseUpdates } from './handlers/databaseUpdates.js';
 import { documentRead } from './handlers/documentRead.js';
 import { documentWrite } from './handlers/documentWrite.js';
 import { jsonBody } from './handlers/jsonBody.js';
+import { passOn } from './handlers/passOn.js';
 import { rows } from './handlers/rows.js';
 
 // Each adapter takes long to load, so only the one in use is.
@@ -74,7 +75,7 @@ export async function createApplication({ dataFolder = null, users = new Map() }
     rows(databases),
     documentRead(databases),
     documentWrite(databases),
-    (request, response) => application(request, response),
+    passOn(databases, application),
   ];
   const server = http.createServer((request, response) => {
     handle(chain, request, response).catch((error) => failed(request, response, error));

@@ -5,10 +5,13 @@
 // the sequence "from". A subscriber has been told everything since it subscribed.
 import { recordText } from './json.js';
 
-const batchSize = 500;
+// Fewer when the documents come along, for the memory that large ones take.
+function batchSize(options) {
+  return options.include_docs ? 25 : 500;
+}
 
-export async function readChanges(database, options, since, limit = batchSize) {
-  const { results } = await database.changes({ ...options, since, limit });
+export async function readChanges(database, options, since) {
+  const { results } = await database.changes({ ...options, since, limit: batchSize(options) });
   return results.map((change) => ({ seq: change.seq, text: `${recordText(change)}\n` }));
 }
 
@@ -68,7 +71,7 @@ class ChangesTail {
     const lines = await readChanges(this.#database, this.#options, from);
     if (lines.length === 0) return;
     this.#position = lines.at(-1).seq;
-    this.#dirty ||= lines.length === batchSize;
+    this.#dirty ||= lines.length === batchSize(this.#options);
     for (const subscriber of this.#subscribers) subscriber({ from, lines });
   }
 }

@@ -5,6 +5,17 @@ import { EventEmitter } from 'node:events';
 import storedDatabases from 'express-pouchdb/lib/create-or-delete-dbs.js';
 import wrappers from 'pouchdb-wrappers';
 
+export class UnknownDatabase extends Error {
+  status = 404;
+  name = 'not_found';
+  reason = 'no_db_file';
+}
+
+// PouchDB's words for an operation on a database that is being deleted.
+function isDeletion(error) {
+  return /database is (closed|destroyed)/.test(error.message);
+}
+
 export class Databases extends EventEmitter {
   #Pouch;
   #application;
@@ -38,6 +49,19 @@ export class Databases extends EventEmitter {
     database.setMaxListeners(0); // each read of the changes listens for the database's end
     this.#open.set(name, database);
     return database;
+  }
+
+  // The result of operation(database). Throws UnknownDatabase, also when the database is deleted meanwhile:
+  // PouchDB never answers what a deletion overtakes.
+  async use(name, operation) {
+    const database = await this.find(name);
+    if (database === null) throw new UnknownDatabase();
+    return new Promise((resolve, reject) => {
+      const overtaken = () => reject(new UnknownDatabase());
+      this.on(`deleted:${name}`, overtaken);
+      const failed = (error) => reject(isDeletion(error) ? new UnknownDatabase() : error);
+      operation(database).then(resolve, failed).finally(() => this.off(`deleted:${name}`, overtaken));
+    });
   }
 
   // Whether that object is still the database of that name.

@@ -50,12 +50,7 @@ export function sendError(request, response, status, error, reason, headers = {}
   return sendJson(request, response, status, { error, reason }, headers);
 }
 
-// Answers for an error that PouchDB threw. One whose database was deleted meanwhile is an unknown database's.
+// The answer for an error that a handler or PouchDB threw.
 export function sendFailure(request, response, error) {
-  if (/database is (destroyed|closed)/.test(error.message)) return sendUnknownDatabase(request, response);
   return sendError(request, response, error.status ?? 500, error.name, error.reason ?? error.message);
-}
-
-export function sendUnknownDatabase(request, response) {
-  return sendError(request, response, 404, 'not_found', 'no_db_file');
 }

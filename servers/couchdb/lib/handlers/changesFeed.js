@@ -3,7 +3,8 @@
 // once its client has gone.
 import { ChangesTails, readChanges } from '../changesTail.js';
 import { ContinuousFeed, heartbeatLength } from '../continuousFeed.js';
-import { sendError, sendUnknownDatabase } from '../json.js';
+import { UnknownDatabase } from '../databases.js';
+import { sendError } from '../json.js';
 
 async function startOf(database, since) {
   if (since === undefined || since === '') return 0;
@@ -105,7 +106,7 @@ export function changesFeed(databases) {
     if (segments.length !== 2 || segments[1] !== '_changes' || query.feed !== 'continuous') return false;
     if (request.method !== 'GET' && request.method !== 'POST') return false;
     const database = await databases.find(segments[0]);
-    if (database === null) return sendUnknownDatabase(request, response);
+    if (database === null) throw new UnknownDatabase();
     const since = await startOf(database, query.since);
     if (since === null) return sendError(request, response, 400, 'bad_request', 'invalid since');
     let follower = null;

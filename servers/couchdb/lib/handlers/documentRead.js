@@ -1,5 +1,5 @@
 // GET and HEAD of a document: "_id" and "_rev" stand first, and the ETag is the quoted revision.
-import { documentText, sendFailure, sendJson, sendText, sendUnknownDatabase } from '../json.js';
+import { documentText, sendJson, sendText } from '../json.js';
 import { documentAddress } from '../target.js';
 
 function send(request, response, doc) {
@@ -17,12 +17,6 @@ export function documentRead(databases) {
     if (request.method !== 'GET' && request.method !== 'HEAD') return false;
     const address = documentAddress(segments);
     if (address === null) return false;
-    const database = await databases.find(address[0]);
-    if (database === null) return sendUnknownDatabase(request, response);
-    try {
-      return send(request, response, await database.get(address[1], query));
-    } catch (error) {
-      return sendFailure(request, response, error);
-    }
+    return send(request, response, await databases.use(address[0], (database) => database.get(address[1], query)));
   };
 }

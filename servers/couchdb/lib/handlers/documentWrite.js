@@ -1,6 +1,6 @@
 // PUT and DELETE of a document, where express-pouchdb differs: it stores nothing under the id "null", reads
 // no If-Match, and deletes the newest revision when none is named, where CouchDB answers 409.
-import { sendFailure, sendJson, sendUnknownDatabase } from '../json.js';
+import { sendJson } from '../json.js';
 import { documentAddress } from '../target.js';
 
 function unquoted(tag) {
@@ -30,13 +30,8 @@ export function documentWrite(databases) {
     const address = documentAddress(segments);
     if (address === null) return false;
     if (request.method !== 'DELETE' && (request.method !== 'PUT' || request.body === undefined)) return false;
-    const database = await databases.find(address[0]);
-    if (database === null) return sendUnknownDatabase(request, response);
-    try {
-      const [status, { id, rev }] = await write(request, database, address[1], query);
-      return sendJson(request, response, status, { ok: true, id, rev }, { ETag: `"${rev}"` });
-    } catch (error) {
-      return sendFailure(request, response, error);
-    }
+    const [name, id] = address;
+    const [status, { rev }] = await databases.use(name, (database) => write(request, database, id, query));
+    return sendJson(request, response, status, { ok: true, id, rev }, { ETag: `"${rev}"` });
   };
 }

@@ -1,5 +1,5 @@
 // GET and POST of /db/_all_docs and of a view, one row per line as CouchDB writes them.
-import { contentType, recordText, sendFailure, sendUnknownDatabase } from '../json.js';
+import { contentType, recordText } from '../json.js';
 
 const rowsPerWrite = 500;
 
@@ -28,13 +28,8 @@ export function rows(databases) {
   return async (request, response, { segments, query }) => {
     const read = reader(segments);
     if (read === null || !['GET', 'HEAD', 'POST'].includes(request.method)) return false;
-    const database = await databases.find(segments[0]);
-    if (database === null) return sendUnknownDatabase(request, response);
-    try {
-      send(request, response, await read(database, { ...request.body, ...query }));
-    } catch (error) {
-      sendFailure(request, response, error);
-    }
+    const options = { ...request.body, ...query };
+    send(request, response, await databases.use(segments[0], (database) => read(database, options)));
     return true;
   };
 }
