@@ -213,15 +213,15 @@ struct Counter {
 }  // namespace
 
 bool UnescapeJsonString(std::string_view inside, string& out) {
-  const char* p = inside.data();
-  const char* const end = p + inside.size();
-  out.clear();
-  while (p != end) {
-    const void* const found = std::memchr(p, '\\', static_cast<size_t>(end - p));
-    const char* const stop = found == nullptr ? end : static_cast<const char*>(found);
-    out.append(p, stop);
-    p = stop == end ? end : UnescapeOne(stop, end, out);
-    if (p == nullptr) return false;
+  size_t stop = inside.find('\\');
+  out.assign(inside.substr(0, stop));
+  const char* const end = inside.data() + inside.size();
+  while (stop != std::string_view::npos) {
+    const char* const next = UnescapeOne(inside.data() + stop, end, out);
+    if (next == nullptr) return false;
+    const auto begin = static_cast<size_t>(next - inside.data());
+    stop = inside.find('\\', begin);
+    out.append(inside.substr(begin, stop - begin));
   }
   return true;
 }

@@ -1,0 +1,54 @@
+#include "Documents.h"
+
+#include "netweft/base/json/Json2Variant.h"
+#include "netweft/base/json/JsonStreamer.h"
+
+#include <benchmark/benchmark.h>
+#include <nlohmann/json.hpp>
+#include <rapidjson/document.h>
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
+
+/// A tree to JSON text: ours from variants, the others' from their own trees.
+namespace {
+
+void CountBytes(benchmark::State& state) {
+  const auto size = static_cast<int64_t>(documents::Typical().size());
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * size);
+}
+
+void WriteOurs(benchmark::State& state) {
+  qx::qxVariantMapImpl map;
+  qx::json::Json2Variant::Convert(documents::Typical().data(), documents::Typical().size(), map);
+  std::string text;
+  for (auto _ : state) benchmark::DoNotOptimize(qx::json::Json2Variant::Convert(map, text, false));
+  CountBytes(state);
+}
+BENCHMARK(WriteOurs);
+
+void WriteRapid(benchmark::State& state) {
+  rapidjson::Document document;
+  document.Parse(documents::Typical().data(), documents::Typical().size());
+  for (auto _ : state) {
+    rapidjson::StringBuffer buffer;
+    rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
+    benchmark::DoNotOptimize(document.Accept(writer));
+  }
+  CountBytes(state);
+}
+BENCHMARK(WriteRapid);
+
+void WriteNlohmann(benchmark::State& state) {
+  const nlohmann::json document = nlohmann::json::parse(documents::Typical());
+  for (auto _ : state) benchmark::DoNotOptimize(document.dump());
+  CountBytes(state);
+}
+BENCHMARK(WriteNlohmann);
+
+void EscapedSize(benchmark::State& state) {
+  for (auto _ : state) benchmark::DoNotOptimize(qx::json::JsonStreamer::ConvertToJsonStringSize(documents::Typical()));
+  CountBytes(state);
+}
+BENCHMARK(EscapedSize);
+
+}  // namespace
