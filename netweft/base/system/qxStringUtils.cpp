@@ -17,7 +17,7 @@ namespace {
 
 template <class Integer>
 string Decimal(Integer value, int minWidth) {
-  char digits[24];
+  char digits[24] = {};
   const char* end = std::to_chars(digits, digits + sizeof(digits), value).ptr;
   const bool negative = digits[0] == '-';
   string text(static_cast<const char*>(digits) + (negative ? 1 : 0), end);
