@@ -1,6 +1,5 @@
 // Starts the real Elasticsearch, which refuses to run as root: then it runs as the user "nobody".
-import { copyFileSync, existsSync, mkdirSync, mkdtempSync, readdirSync,
-  rmSync, writeFileSync } from 'node:fs';
+import { copyFileSync, existsSync, mkdirSync, mkdtempSync, readdirSync, rmSync, writeFileSync } from 'node:fs';
 import { execFileSync, spawnSync } from 'node:child_process';
 import os from 'node:os';
 import path from 'node:path';
@@ -114,9 +113,10 @@ export const elasticsearch = {
     try {
       const data = prepareDataFolder(runFolder, dataFolder);
       writeConfiguration(runFolder, port, data);
-      giveToServer(runFolder);
-      giveToServer(data);
-      checkReachable(data);
+      for (const folder of [runFolder, data]) {
+        giveToServer(folder);
+        checkReachable(folder);
+      }
       const command = [path.join(elasticsearchHome, 'bin', 'elasticsearch')];
       const server = new ServerProcess(privileges, command, { cwd: '/', env: environment(runFolder) });
       return { process: server, ready: waitUntilReady(server), cleanUp };
