@@ -1,0 +1,90 @@
+#include "tests/base/AllocationHooks.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <limits>
+#include <new>
+
+namespace {
+
+constexpr size_t sUnlimited = std::numeric_limits<size_t>::max();
+
+struct ThreadState {
+  size_t allocations = 0;
+  long live = 0;
+  size_t allowed = sUnlimited;
+  bool refused = false;
+  const void* watched = nullptr;
+  size_t watchedSize = 0;
+  bool released = false;
+  bool zero = false;
+};
+
+thread_local constinit ThreadState sState;
+
+bool IsZero(const void* block, size_t size) {
+  const auto* bytes = static_cast<const volatile unsigned char*>(block);
+  return std::all_of(bytes, bytes + size, [](unsigned char byte) { return byte == 0; });
+}
+
+void* Allocate(size_t size) {
+  if (sState.allowed == 0) {
+    sState.refused = true;
+    throw std::bad_alloc();
+  }
+  if (sState.allowed != sUnlimited) --sState.allowed;
+  void* block = std::malloc(std::max<size_t>(size, 1));
+  if (block == nullptr) throw std::bad_alloc();
+  ++sState.allocations;
+  ++sState.live;
+  return block;
+}
+
+void Release(void* block) noexcept {
+  if (block == nullptr) return;
+  if (block == sState.watched && !sState.released) {
+    sState.released = true;
+    sState.zero = IsZero(block, sState.watchedSize);
+  }
+  --sState.live;
+  std::free(block);
+}
+
+}  // namespace
+
+void* operator new(size_t size) { return Allocate(size); }
+void* operator new[](size_t size) { return Allocate(size); }
+void operator delete(void* block) noexcept { Release(block); }
+void operator delete[](void* block) noexcept { Release(block); }
+void operator delete(void* block, size_t) noexcept { Release(block); }
+void operator delete[](void* block, size_t) noexcept { Release(block); }
+
+namespace qx::test {
+
+size_t CountAllocations() { return sState.allocations; }
+
+long CountLiveAllocations() { return sState.live; }
+
+AllocationLimit::AllocationLimit(size_t allowed) {
+  sState.refused = false;
+  sState.allowed = allowed;
+}
+
+AllocationLimit::~AllocationLimit() { sState.allowed = sUnlimited; }
+
+bool AllocationLimit::wasHit() const { return sState.refused; }
+
+ReleaseWatch::ReleaseWatch(const void* block, size_t size) {
+  sState.watched = block;
+  sState.watchedSize = size;
+  sState.released = false;
+  sState.zero = false;
+}
+
+ReleaseWatch::~ReleaseWatch() { sState.watched = nullptr; }
+
+bool ReleaseWatch::wasReleased() const { return sState.released; }
+
+bool ReleaseWatch::wasZero() const { return sState.zero; }
+
+}  // namespace qx::test
