@@ -78,6 +78,16 @@ TEST(qxVariant, AssignedTextBecomesAString) {
   EXPECT_EQ(value.getString(), "text");
 }
 
+TEST(qxVariant, AssignedZeroIsAnIntegerAndNoNullText) {
+  qxVariant value("text");
+  value = 0;
+  EXPECT_EQ(value.getType(), qxVariant::VT_Integer);
+  value = false;
+  EXPECT_EQ(value.getType(), qxVariant::VT_Bool);
+  value = 0.0;
+  EXPECT_EQ(value.getType(), qxVariant::VT_Double);
+}
+
 TEST(qxVariant, NullTextIsTheEmptyString) {
   const char* none = nullptr;
   EXPECT_EQ(qxVariant(none), qxVariant(""));

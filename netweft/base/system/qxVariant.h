@@ -65,6 +65,12 @@ class NETWEFT_EXPORT qxVariant {
   qxVariant& operator=(qxVariant&& other) noexcept;
   /// Becomes a string. Null gives the empty string.
   qxVariant& operator=(const char* text);
+  /// Of its own, since a literal 0 would be taken for a null text.
+  template <class Number>
+    requires(std::integral<Number> || std::floating_point<Number>)
+  qxVariant& operator=(Number number) noexcept {
+    return *this = qxVariant(number);
+  }
 
   /// Compares by value: the tags must be equal too, save that numbers of any tag (integer, double, literal)
   /// compare as numbers where doubles can tell them apart. Absent equals absent, null equals null.
