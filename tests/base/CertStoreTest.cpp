@@ -114,6 +114,7 @@ TEST(CertStoreTest, AnAuthorityMayBeAddedTwice) {
 }
 
 TEST(CertStoreTest, ATextWithoutACertificateAddsNothing) {
+  ERR_clear_error();
   EXPECT_FALSE(AddTrustedAuthority(""));
   EXPECT_FALSE(AddTrustedAuthority("no certificate"));
   EXPECT_EQ(ERR_peek_error(), 0U);

@@ -110,8 +110,8 @@ vector<HmacVector> GetHmacVectors() {
        "80b24263c7c1a3ebb71493c1dd7be8b49b46d1f41b4aeec1121b013783f8f352"
        "6b56d037e05f2598bd0fd2215d6a1e5295e64f73f63f0aec8b915a985d786598"},
       {"case 7", string(131, '\xaa'),
-       "This is a test using a larger than block-size key and a larger than block-size data. The key needs to be hashed "
-       "before being used by the HMAC algorithm.",
+       "This is a test using a larger than block-size key and a larger than block-size data. The key needs to be "
+       "hashed before being used by the HMAC algorithm.",
        "9b09ffa71b942fcb27635fbcd5b0e944bfdc63644f0713938a7f51535c3a35e2",
        "6617178e941f020d351e2f254e8fd32c602420feb0b8fb9adccebb82461e99c5a678cc31e799176d3860e6110c46523e",
        "e37b6a775dc87dbaa4dfa9f96e5e3ffddebd71f8867289865df5a32d20cdc944"
