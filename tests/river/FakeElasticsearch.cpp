@@ -1,0 +1,159 @@
+#include "tests/river/FakeElasticsearch.h"
+
+namespace qx::couch::test {
+
+namespace {
+
+constexpr const char* sAcknowledged = R"({"acknowledged":true})";
+
+Reply NotFound() {
+  return Reply::Json(404, R"({"error":{"type":"index_not_found_exception","reason":"no such index"},"status":404})");
+}
+
+string KindOf(const Request& request) { return request.method + " " + request.target; }
+
+/// "/things/_mapping" gives "things" and "/_mapping".
+pair<string, string> CutTarget(const string& target) {
+  const size_t slash = target.find('/', 1);
+  if (slash == string::npos) return {target.substr(1), ""};
+  return {target.substr(1, slash - 1), target.substr(slash)};
+}
+
+/// As Elasticsearch merges a mapping: `_meta` is replaced as a whole, properties are added.
+void Merge(const qxVariantMapImpl& update, qxVariantMapImpl& mapping) {
+  for (const auto& [key, value] : update) {
+    if (key != "_meta" && value.getType() == qxVariant::VT_Map) {
+      Merge(value.getMap(), mapping[key].editMap());
+    } else {
+      mapping[key] = value;
+    }
+  }
+}
+
+Reply Wrapped(const string& name, const char* key, const qxVariantMapImpl& inner) {
+  qxVariantMapImpl reply;
+  reply[name].editMap()[key] = inner;
+  return Reply::Json(200, ToJson(reply));
+}
+
+Reply SettingsReply(const string& name, const FakeElasticsearch::Index& index) {
+  qxVariantMapImpl settings;
+  qxVariantMapImpl& inner = settings["index"].editMap();
+  inner["creation_date"] = index.creationDate;
+  inner["uuid"] = index.uuid;
+  inner["provided_name"] = name;
+  return Wrapped(name, "settings", settings);
+}
+
+}  // namespace
+
+FakeElasticsearch::FakeElasticsearch() : mServer([this](const Request& request) { return handle(request); }) {}
+
+elasticsearch::ESConnectionParameters FakeElasticsearch::getServer() const {
+  return elasticsearch::ESConnectionParameters(Url(mServer.getUrl("")));
+}
+
+vector<string> FakeElasticsearch::takeRequests() {
+  const vector<Request> requests = mServer.getRequests();
+  vector<string> kinds;
+  while (mTaken < requests.size()) kinds.push_back(KindOf(requests[mTaken++]));
+  return kinds;
+}
+
+Request FakeElasticsearch::getLast(const string& request) const {
+  Request last;
+  for (const Request& candidate : mServer.getRequests()) {
+    if (KindOf(candidate) == request) last = candidate;
+  }
+  return last;
+}
+
+string FakeElasticsearch::getBody(const string& request) const { return getLast(request).body; }
+
+void FakeElasticsearch::answer(const string& request, Reply reply) {
+  const std::lock_guard lock(mMutex);
+  mAnswers[request].push_back(std::move(reply));
+}
+
+void FakeElasticsearch::setObserver(std::function<void(const Request&)> observer) {
+  const std::lock_guard lock(mMutex);
+  mObserver = std::move(observer);
+}
+
+bool FakeElasticsearch::has(const string& name) const {
+  const std::lock_guard lock(mMutex);
+  return mIndexes.contains(name);
+}
+
+FakeElasticsearch::Index FakeElasticsearch::getIndex(const string& name) const {
+  const std::lock_guard lock(mMutex);
+  return mIndexes.at(name);
+}
+
+void FakeElasticsearch::setIndex(const string& name, Index index) {
+  const std::lock_guard lock(mMutex);
+  mIndexes[name] = std::move(index);
+}
+
+void FakeElasticsearch::removeIndex(const string& name) {
+  const std::lock_guard lock(mMutex);
+  mIndexes.erase(name);
+}
+
+void FakeElasticsearch::setMeta(const string& name, const string& key, const qxVariant& value) {
+  const std::lock_guard lock(mMutex);
+  mIndexes.at(name).mapping["_meta"].editMap()[key] = value;
+}
+
+void FakeElasticsearch::removeMeta(const string& name) {
+  const std::lock_guard lock(mMutex);
+  mIndexes.at(name).mapping.remove("_meta");
+}
+
+Reply FakeElasticsearch::handle(const Request& request) {
+  const std::lock_guard lock(mMutex);
+  if (mObserver) mObserver(request);
+  list<Reply>& answers = mAnswers[KindOf(request)];
+  if (!answers.empty()) {
+    const Reply reply = answers.front();
+    answers.pop_front();
+    return reply;
+  }
+  const auto [name, rest] = CutTarget(request.target);
+  if (rest.empty()) return handleIndex(request, name);
+  const auto found = mIndexes.find(name);
+  if (found == mIndexes.end()) return NotFound();
+  if (rest == "/_settings") return SettingsReply(name, found->second);
+  return handleMapping(request, found->second, name);
+}
+
+Reply FakeElasticsearch::handleIndex(const Request& request, const string& name) {
+  if (request.method == "PUT") return createIndex(request, name);
+  if (!mIndexes.contains(name)) return NotFound();
+  if (request.method == "DELETE") mIndexes.erase(name);
+  return Reply::Json(200, sAcknowledged);
+}
+
+Reply FakeElasticsearch::createIndex(const Request& request, const string& name) {
+  if (mIndexes.contains(name)) return Reply::Json(400, R"({"error":"resource_already_exists_exception","status":400})");
+  const qxVariantMapImpl body = FromJson(request.body);
+  const string number = std::to_string(++mCreations);
+  Index& index = mIndexes[name];
+  index.creationDate = "170000000000" + number;
+  index.uuid = "uuid-" + number;
+  index.settings = body.findValuePath("settings", '/')->toMap();
+  index.mapping = body.findValuePath("mappings/_doc", '/')->toMap();
+  return Reply::Json(200, R"({"acknowledged":true,"shards_acknowledged":true,"index":")" + name + "\"}");
+}
+
+Reply FakeElasticsearch::handleMapping(const Request& request, Index& index, const string& name) {
+  if (request.method == "GET") {
+    qxVariantMapImpl mappings;
+    mappings["_doc"] = index.mapping;
+    return Wrapped(name, "mappings", mappings);
+  }
+  Merge(FromJson(request.body), index.mapping);
+  return Reply::Json(200, sAcknowledged);
+}
+
+}  // namespace qx::couch::test
