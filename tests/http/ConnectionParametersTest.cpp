@@ -244,7 +244,7 @@ TEST_F(ConnectionParametersTest, AutomaticDiscoveryIsAskedForTheTarget) {
   discover(ProxyAccessType::NamedProxy, "first:1;second:2");
   EXPECT_THAT(applied("PROXY"), ElementsAre("\"first:1\""));
   ASSERT_EQ(script.lookUps.size(), 1u);
-  EXPECT_EQ(script.lookUps[0].url, "https://host.example/");
+  EXPECT_EQ(script.lookUps[0].url, "https://host.example");
 }
 
 TEST_F(ConnectionParametersTest, ADiscoveredDirectConnectionIsAnEmptyProxy) {

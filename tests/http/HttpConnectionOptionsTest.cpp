@@ -2,6 +2,8 @@
 #include "tests/http/ExpectedOptions.h"
 #include "tests/support/CurlTrace.h"
 
+#include <cstdio>
+
 namespace qx::test {
 namespace {
 
@@ -74,8 +76,9 @@ TEST_F(HttpConnectionOptionsTest, TheUserDataIsInstalledAsItIs) {
 }
 
 TEST_F(HttpConnectionOptionsTest, WithoutACallbackNoFunctionAndNoVerbIsSet) {
+  const std::unique_ptr<std::FILE, decltype(&std::fclose)> file(std::tmpfile(), std::fclose);
   trace.clear();
-  connection.getHttpData(qx::Url(root()), "", 0, nullptr, stderr);
+  EXPECT_TRUE(connection.getHttpData(qx::Url(root()), "", 0, nullptr, file.get()));
   EXPECT_EQ(trace.getTexts(), kCreationOptions + kDefaultLoopbackOptions + kCallerData +
                                   vector<string>{"HTTPHEADER [A: 1, Connection: Keep-Alive]"} + url() +
                                   kDetachedCallerData);

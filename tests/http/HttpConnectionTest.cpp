@@ -356,7 +356,7 @@ TEST_F(HttpConnectionTest, SecretsOfTheUrlStayOutOfEveryText) {
   EXPECT_FALSE(connection.getHttpData(url, "", 200, Exchange::Setup, &exchange));
   EXPECT_THAT(connection.getLastErrorMsg(), Not(HasSubstr("hidden")));
   EXPECT_THAT(connection.getLastErrorMsg(), Not(HasSubstr("buried")));
-  server.queue(Reply::Raw("").close());
+  server.queue(Reply::Raw("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nabc").close());
   EXPECT_FALSE(connection.getHttpData(url, "", 200, Exchange::Setup, &exchange));
   EXPECT_THAT(connection.getLastErrorMsg(), Not(HasSubstr("hidden")));
   EXPECT_THAT(connection.getLastErrorMsg(), Not(HasSubstr("buried")));

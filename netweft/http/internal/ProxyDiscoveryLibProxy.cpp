@@ -16,13 +16,21 @@ struct AnswerDeleter {
   void operator()(char** proxies) const noexcept { px_proxy_factory_free_proxies(proxies); }
 };
 
-/// libproxy reads the desktop's settings or the environment. Each session has a factory of its own: libproxy
-/// locks within one, and factories are not safe to share everywhere.
+/// libproxy unloads its plugins with the last factory. The one that runs proxy scripts starts a JavaScript engine whose
+/// threads go on for ever, and would then run into code that is gone: so one factory more is never freed.
+void KeepPluginsLoaded() {
+  static const pxProxyFactory* const keeper = px_proxy_factory_new();
+  static_cast<void>(keeper);
+}
+
+/// libproxy reads the desktop's settings or the environment. Each session has a factory of its own: what a factory holds
+/// is not safe to share everywhere.
 class ProxyDiscoveryLibProxy final : public ProxyDiscovery {
  public:
   bool isSessionOpen() const override { return mFactory != nullptr; }
 
   bool openSession(const string&, ProxyAccessType) override {
+    KeepPluginsLoaded();
     mFactory.reset(px_proxy_factory_new());
     mLastError = ENOMEM;
     return mFactory != nullptr;
