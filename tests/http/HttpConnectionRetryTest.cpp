@@ -142,6 +142,7 @@ TEST_F(HttpConnectionRetryTest, ACertificateStoreThatCannotBeInstalledIsTriedOnc
   EXPECT_THAT(connection.getLastErrorMsg(), HasSubstr("Curl error : 58 ("));
   EXPECT_FALSE(connection.isLastCallUnableToVerifyPeer());
   EXPECT_EQ(exchange.setups, 2);
+  EXPECT_TRUE(tls.waitForConnections(2));
   EXPECT_EQ(tls.getAcceptedConnections(), 2u);
   EXPECT_EQ(policy(), http::HNRP_Whatever);
 }
