@@ -166,15 +166,15 @@ string DesignDocument(const string& compoundName) {
 }
 
 TEST(DesignDocumentUpdateTest, TheDocumentIsCutOutOfTheNameAndTheNameStaysWhole) {
-  EXPECT_EQ(DesignDocument(R"([<<"shop">>,<<"_design/views">>])"), "_design/views");
+  EXPECT_EQ(DesignDocument(R"({<<"shop">>,<<"_design/views">>})"), "_design/views");
 }
 
 TEST(DesignDocumentUpdateTest, TheFirstSeparatorCuts) {
-  EXPECT_EQ(DesignDocument(R"([<<"a">>,<<"b">>,<<"c">>])"), R"(b">>,<<"c)");
+  EXPECT_EQ(DesignDocument(R"({<<"a">>,<<"b">>,<<"c">>})"), R"(b">>,<<"c)");
 }
 
 TEST(DesignDocumentUpdateTest, WithoutASeparatorThereIsNoDocument) {
-  EXPECT_EQ(DesignDocument(R"([<<"shop">>])"), "");
+  EXPECT_EQ(DesignDocument(R"({<<"shop">>})"), "");
 }
 
 TEST(DesignDocumentUpdateTest, TheWrappingIsNotSearched) {

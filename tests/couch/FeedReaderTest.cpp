@@ -174,10 +174,10 @@ TEST_F(ServerFeedReaderTest, EventsNameTheirDatabase) {
 }
 
 TEST_F(ServerFeedReaderTest, AnUpdatedDesignDocumentIsNamed) {
-  EXPECT_TRUE(read(R"({"type":"ddoc_updated","db_name":"[<<\"shop\">>,<<\"_design/x\">>]"})"
+  EXPECT_TRUE(read(R"({"type":"ddoc_updated","db_name":"{<<\"shop\">>,<<\"_design/x\">>}"})"
                    "\n"));
   const FeedEvent expected{ChangesListener::CM_DbDesignDocUpdated,
-                           {R"([<<"shop">>,<<"_design/x">>])", "_design/x", {}, "", 0, false}};
+                           {R"({<<"shop">>,<<"_design/x">>})", "_design/x", {}, "", 0, false}};
   EXPECT_THAT(recorder.events, ElementsAre(expected));
 }
 
@@ -243,7 +243,7 @@ TEST_F(CutFeedTest, AFeedThatEndsInABadSequenceGivesTheSameEventsHoweverItIsCut)
 TEST_F(CutFeedTest, TheServersFeedGivesTheSameEventsHoweverItIsCut) {
   expectSameEventsHoweverCut("",
                              "{\"type\":\"created\",\"db_name\":\"a\"}\n\n"
-                             "{\"type\":\"ddoc_updated\",\"db_name\":\"[<<\\\"a\\\">>,<<\\\"b\\\">>]\"}\n"
+                             "{\"type\":\"ddoc_updated\",\"db_name\":\"{<<\\\"a\\\">>,<<\\\"b\\\">>}\"}\n"
                              "{\"type\":\"x\"}\n{\"type\":\"deleted\",\"db_name\":\"a\"}\n");
 }
 

@@ -2,6 +2,7 @@
 
 #include "tests/couch/FeedRecordFixture.h"
 
+#include <algorithm>
 #include <limits>
 
 namespace qx::test {
@@ -41,6 +42,23 @@ class ListenMachineTest : public FeedRecordFixture {
 
   unique_ptr<Record> record;
 };
+
+TEST_F(ListenMachineTest, TheFieldsOfARecordStandInTheirOrder) {
+  record = makeRecord("shop");
+  const vector<const void*> fields = {
+      &record->headers,      &record->errorBuffer, &record->receiveBuffer, &record->dbName, &record->heartbeat,
+      &record->reconnectDelay, &record->attemptTimer, &record->retryTimer,  &record->state,  &record->content,
+      &record->param,        &record->callback,    &record->userData,      &record->handle, &record->since,
+      &record->activity};
+  EXPECT_TRUE(std::is_sorted(fields.begin(), fields.end()));
+}
+
+TEST_F(ListenMachineTest, ARecordKnowsItsDatabaseAndKeepsItsErrorTextEmpty) {
+  record = makeRecord("shop");
+  EXPECT_EQ(record->param.dbName, "shop");
+  EXPECT_EQ(record->errorBuffer.front(), '\0');
+  EXPECT_GE(record->errorBuffer.size(), size_t{CURL_ERROR_SIZE});
+}
 
 TEST_F(ListenMachineTest, AKnownSequenceNeedsOnlyTheFeed) {
   EXPECT_EQ(stateAfterSetUp("shop", 0), LS_NeedConnect);

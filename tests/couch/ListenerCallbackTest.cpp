@@ -93,6 +93,7 @@ TEST_F(ListenerCallbackTest, AFeedMayStopAnother) {
 }
 
 TEST_F(ListenerCallbackTest, AFeedMayStopAllWhileTheTicksGoOverThem) {
+  answerNothing();
   for (const char* db : {"a", "b", "c", "d"}) start(db);
   onFirst(Listener::CM_StartListening, "b", [this] {
     for (const char* db : {"a", "b", "c", "d"}) listener.stopListeningDb(db);
@@ -138,13 +139,12 @@ TEST_F(ListenerCallbackTest, TheListenerCanBeAskedFromACallback) {
 }
 
 TEST_F(ListenerCallbackTest, UpdatingFromACallbackDoesNothing) {
-  answerEachFeedWith(ChangeLine(4, "a"));
+  answerNothing();
   onFirst(Listener::CM_StartListening, "a", [this] { listener.updateListener(1000); });
   start("a");
   start("b");
   listener.updateListener(0);
   EXPECT_THAT(recorder.events, ElementsAre(Starting("a", 3), Starting("b", 3)));
-  EXPECT_TRUE(pumpUntil(sChange, 2));
 }
 
 class ListenerPauseInCallbackTest : public ListenerCallbackTest {
@@ -262,6 +262,7 @@ TEST_F(ListenerExceptionTest, AnExceptionOfAFailureReportDoesNotKeepTheFeedFromW
 }
 
 TEST_F(ListenerExceptionTest, ExceptionsOfTwoFeedsLeaveTwoCalls) {
+  answerNothing();
   start("a");
   start("b");
   recorder.onEvent = [](const FeedEvent& event) { throw std::runtime_error(event.param.dbName); };
@@ -283,6 +284,7 @@ TEST_F(ListenerExceptionTest, AFeedThatStopsItselfAndThrowsIsGoneAndHeard) {
 }
 
 TEST_F(ListenerExceptionTest, TheOtherFeedsEndTheirPass) {
+  answerNothing();
   start("a");
   start("b");
   onFirst(Listener::CM_StartListening, "a", Throw);

@@ -51,6 +51,11 @@ class ListenerFixture : public LibraryFixture {
     return pumpUntil([this, count] { return server.getRequestCount() >= count; });
   }
 
+  /// Requests arrive and are not answered, so that nothing follows a start.
+  void answerNothing() {
+    server.setHandler([](const Request&) { return Reply::Silent(); });
+  }
+
   static Reply Feed() { return Reply::Stream(200, {{"Content-Type", "application/json"}}); }
   static string ChangeLine(int64 seq, const string& id) {
     return "{\"seq\":" + std::to_string(seq) + ",\"id\":\"" + id + "\",\"changes\":[{\"rev\":\"1-a\"}]}\n";

@@ -5,6 +5,7 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <stdexcept>
 
 namespace qx::test {
@@ -52,6 +53,14 @@ class ViewStreamParserTest : public testing::Test {
   bool cancelFlag = false;
   ViewStreamParser parser{RowRecorder::Record, &recorder, &cancelFlag};
 };
+
+TEST_F(ViewStreamParserTest, ItsFieldsStandInTheirOrder) {
+  const vector<const void*> fields = {&parser.body,       &parser.bracketCounter, &parser.squareBracketCounter,
+                                      &parser.inString,   &parser.escaped,        &parser.rowStart,
+                                      &parser.bodyOffset, &parser.receiveBuffer,  &parser.rowCount,
+                                      &parser.callback,   &parser.userData,       &parser.cancelFlag};
+  EXPECT_TRUE(std::is_sorted(fields.begin(), fields.end()));
+}
 
 TEST_F(ViewStreamParserTest, AnEmptyViewHasNoRows) {
   EXPECT_TRUE(scan(R"({"total_rows":0,"offset":0,"rows":[]})"));

@@ -11,7 +11,7 @@ bool GetBool(const qxVariantMapImpl& map, const char* key) {
   return found != map.end() && found->second.toBool();
 }
 
-/// The compound name is a printed list of two binaries: [<<"db">>,<<"_design/doc">>]
+/// The compound name is a printed pair of binaries: {<<"db">>,<<"_design/doc">>}
 string ReadDesignDocument(const string& compoundName) {
   constexpr size_t wrapping = 4;
   constexpr std::string_view separator = "\">>,<<\"";
