@@ -2,10 +2,26 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <string_view>
 
 namespace qx::elasticsearch {
 namespace {
+
+static_assert(offsetof(JsonTokenizerState, prevSquareDepth) < offsetof(JsonTokenizerState, squareDepth) &&
+              offsetof(JsonTokenizerState, squareDepth) < offsetof(JsonTokenizerState, prevCurlyDepth) &&
+              offsetof(JsonTokenizerState, prevCurlyDepth) < offsetof(JsonTokenizerState, curlyDepth) &&
+              offsetof(JsonTokenizerState, curlyDepth) < offsetof(JsonTokenizerState, stringDone) &&
+              offsetof(JsonTokenizerState, stringDone) < offsetof(JsonTokenizerState, valueDone) &&
+              offsetof(JsonTokenizerState, valueDone) < offsetof(JsonTokenizerState, escaped) &&
+              offsetof(JsonTokenizerState, escaped) < offsetof(JsonTokenizerState, stringStart) &&
+              offsetof(JsonTokenizerState, stringStart) < offsetof(JsonTokenizerState, stringEnd) &&
+              offsetof(JsonTokenizerState, stringEnd) < offsetof(JsonTokenizerState, stringCarry) &&
+              offsetof(JsonTokenizerState, stringCarry) < offsetof(JsonTokenizerState, inString) &&
+              offsetof(JsonTokenizerState, inString) < offsetof(JsonTokenizerState, valueStart) &&
+              offsetof(JsonTokenizerState, valueStart) < offsetof(JsonTokenizerState, valueEnd) &&
+              offsetof(JsonTokenizerState, valueEnd) < offsetof(JsonTokenizerState, valueCarry) &&
+              offsetof(JsonTokenizerState, valueCarry) < offsetof(JsonTokenizerState, inValue));
 
 /// The strings and values that end in `text`, in order, cut into chunks of `chunkSize` bytes.
 struct Walk {

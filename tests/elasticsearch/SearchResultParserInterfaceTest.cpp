@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <random>
 #include <stdexcept>
 #include <type_traits>
@@ -15,6 +16,7 @@ using namespace std::string_view_literals;
 
 static_assert(std::has_virtual_destructor_v<SearchResultParserInterface>);
 static_assert(std::is_abstract_v<SearchResultParserInterface>);
+static_assert(!std::is_copy_constructible_v<SearchResultParserInterface>);
 
 /// As Elasticsearch 6.8 answers, with everything that a hit can have.
 constexpr std::string_view sFullReply =
@@ -69,6 +71,23 @@ const vector<string>& AllReplies() {
       "}}}]]]{{{\"hits\"\"hits\"",
   };
   return replies;
+}
+
+/// The virtual table's entry of a virtual member function, as the usual ABI numbers them; a destructor takes two.
+template <class Function>
+size_t VirtualSlot(Function function) {
+  size_t word = 0;
+  static_assert(sizeof function >= sizeof word);
+  std::memcpy(&word, &function, sizeof word);
+  return (word - 1) / sizeof(void*);
+}
+
+struct Exposing : SearchResultParserInterface {
+  using SearchResultParserInterface::onHit;
+};
+
+TEST(SearchResultParser, TheHitComesBehindTheDestructorInTheVirtualTable) {
+  EXPECT_EQ(VirtualSlot(&Exposing::onHit), 2U);
 }
 
 TEST(SearchResultParser, HandsOverEachHitWithItsParts) {
