@@ -6,9 +6,11 @@ namespace {
 
 std::string MakeDocument(int number) {
   const std::string n = std::to_string(number);
-  return R"({"_id":"order:2026:0000)" + n + R"(","_rev":"7-3f1c0b2a9d8e4f5061728394a5b6c7d8","type":"order",)"
+  return R"({"_id":"order:2026:0000)" + n +
+         R"(","_rev":"7-3f1c0b2a9d8e4f5061728394a5b6c7d8","type":"order",)"
          R"("created":"2026-04-17T09:31:22.481Z","modified":"2026-05-02T16:04:09.007Z","status":"shipped",)"
-         R"("customer":{"id":)" + std::to_string(40000 + number) +
+         R"("customer":{"id":)" +
+         std::to_string(40000 + number) +
          R"(,"name":"Jos\u00e9 \"Pepe\" Ant\u00f3nio","mail":"pepe.antonio@example.org","vip":false,)"
          R"("address":{"street":"Rua das Flores 114, 3.º esq.","zip":"4050-262","city":"Porto","country":"PT"}},)"
          R"("tags":["priority","export","fragile","gift"],"currency":"EUR","total":1284.50,"tax":240.19,)"
@@ -28,7 +30,8 @@ std::string MakeLarge() {
   std::string text = R"({"total_rows":4000,"offset":0,"rows":[)";
   for (int i = 0; i < 4000; ++i) {
     if (i != 0) text += ",";
-    text += R"({"id":"order:)" + std::to_string(i) + R"(","key":)" + std::to_string(i) + R"(,"doc":)" + MakeDocument(i) + "}";
+    text += R"({"id":"order:)" + std::to_string(i) + R"(","key":)" + std::to_string(i) + R"(,"doc":)" +
+            MakeDocument(i) + "}";
   }
   return text + "]}";
 }

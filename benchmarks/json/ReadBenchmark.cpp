@@ -13,8 +13,9 @@
 #include <charconv>
 #include <cstring>
 
-/// JSON text to a tree of variants, by our reader and by others over the same tree, and beside them the other libraries'
-/// own trees. The others are not held to all of our rules: they reject numbers or surrogates that we must keep.
+/// JSON text to a tree of variants, by our reader and by others over the same tree, and beside them the other
+/// libraries' own trees. The others are not held to all of our rules: they reject numbers or surrogates that we must
+/// keep.
 namespace {
 
 using qx::qxVariant;
@@ -108,7 +109,9 @@ class TreeBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, TreeB
   return !document.Parse<rapidjson::kParseValidateEncodingFlag>(text.data(), text.size()).HasParseError();
 }
 
-[[gnu::noinline]] bool ReadNlohmann(const std::string& text) { return !nlohmann::json::parse(text, nullptr, false).is_discarded(); }
+[[gnu::noinline]] bool ReadNlohmann(const std::string& text) {
+  return !nlohmann::json::parse(text, nullptr, false).is_discarded();
+}
 
 /// simdjson's own tree, which lives in the parser that is kept.
 [[gnu::noinline]] bool ReadSimdDom(const std::string& text) {
@@ -217,10 +220,10 @@ bool FromOnDemand(simdjson::ondemand::value value, qxVariant& target) {
   return ObjectFromOnDemand(document.get_object().value_unsafe(), map);
 }
 
-#define READ_BENCHMARK(reader)                                                                        \
-  void Typical_##reader(benchmark::State& state) { Run(state, documents::Typical(), reader); }        \
-  BENCHMARK(Typical_##reader);                                                                        \
-  void Large_##reader(benchmark::State& state) { Run(state, documents::Large(), reader); }            \
+#define READ_BENCHMARK(reader)                                                                 \
+  void Typical_##reader(benchmark::State& state) { Run(state, documents::Typical(), reader); } \
+  BENCHMARK(Typical_##reader);                                                                 \
+  void Large_##reader(benchmark::State& state) { Run(state, documents::Large(), reader); }     \
   BENCHMARK(Large_##reader)
 
 READ_BENCHMARK(ReadOurs);

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
 #include <limits>
 #include <random>
 
@@ -105,11 +106,13 @@ TEST(JsonNumber, ALiteralOfAMebibyteIsKept) {
 }
 
 TEST(JsonNumber, WhatTheGrammarDoesNotHaveIsRefused) {
-  const string broken[] = {"00",    "01",   "-00",  "-01",      "007",       "1.",     "-1.",  ".5",     "-.5",  "+1",    "+0",
-                           "++1",   "--1",  "-",    "+",        "-a",        "1e",     "1e+",  "1e-",    "1E",   "1.e1",  ".e1",
-                           "1e1.5", "1e1e1", "1..2", "1.2.3",    "0x10",      "0b1",    "1_000", "1'000",  "1,5x", "1 000", "- 1",
-                           "NaN",   "nan",  "-NaN", "Infinity", "-Infinity", "inf",    "1f",   "1L",     "1a",   "a1",    "1-",
-                           "1+1",   "1/2",  "\xEF\xBC\x91", "1\xC2\xA0", "0e", "0.", "-0.", "00.5", "1e 5", "1 e5", "1. 5"};
+  const string broken[] = {"00",       "01",           "-00",       "-01",  "007",   "1.",    "-1.",  ".5",    "-.5",
+                           "+1",       "+0",           "++1",       "--1",  "-",     "+",     "-a",   "1e",    "1e+",
+                           "1e-",      "1E",           "1.e1",      ".e1",  "1e1.5", "1e1e1", "1..2", "1.2.3", "0x10",
+                           "0b1",      "1_000",        "1'000",     "1,5x", "1 000", "- 1",   "NaN",  "nan",   "-NaN",
+                           "Infinity", "-Infinity",    "inf",       "1f",   "1L",    "1a",    "a1",   "1-",    "1+1",
+                           "1/2",      "\xEF\xBC\x91", "1\xC2\xA0", "0e",   "0.",    "-0.",   "00.5", "1e 5",  "1 e5",
+                           "1. 5"};
   for (const string& text : broken) EXPECT_FALSE(ReadElement(text)) << text;
 }
 
@@ -139,7 +142,7 @@ TEST(JsonNumber, DoublesThatAreNotFiniteAreNull) {
 
 TEST(JsonNumber, AnyDoubleReadsBackAsItself) {
   std::mt19937_64 random(20260417);
-  for (int i = 0; i < 20000; ++i) {
+  for (int i = 0; i < 4000; ++i) {
     const uint64 bits = random();
     double value;
     std::memcpy(&value, &bits, sizeof value);
@@ -152,7 +155,7 @@ TEST(JsonNumber, AnyDoubleReadsBackAsItself) {
 
 TEST(JsonNumber, AnyIntegerReadsBackAsItself) {
   std::mt19937_64 random(4711);
-  for (int i = 0; i < 20000; ++i) {
+  for (int i = 0; i < 4000; ++i) {
     const auto value = static_cast<int64>(random() >> (random() % 64));
     EXPECT_EQ(RewrittenElement(IntegerText(value)), IntegerText(value));
     EXPECT_EQ(ReadElement(IntegerText(value))->toInteger(), value);

@@ -18,9 +18,9 @@ namespace qx::json {
 /// memory as the three bytes that UTF-8 would give it) and written back as an escape.
 ///
 /// Writing is compact and stable: the same value gives the same bytes, members in ascending order of their names. It
-/// escapes only what JSON requires, each in its shortest form, and never "/". What was read is never written longer than
-/// its own compact form. Absent members are left out, absent list elements become `null`. Bytes of a host's string that
-/// are not UTF-8 are written as the replacement character; a double that is not finite is written as `null`.
+/// escapes only what JSON requires, each in its shortest form, and never "/". What was read is never written longer
+/// than its own compact form. Absent members are left out, absent list elements become `null`. Bytes of a host's string
+/// that are not UTF-8 are written as the replacement character; a double that is not finite is written as `null`.
 class NETWEFT_EXPORT Json2Variant {
  public:
   /// Replace `out`. False on malformed input, which leaves `out` in an unspecified state: discard it. `text` need not

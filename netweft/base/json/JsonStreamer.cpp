@@ -113,9 +113,7 @@ string JsonStreamer::ConvertToJsonString(const string& text) {
   return escaped;
 }
 
-uint64 JsonStreamer::ConvertToJsonStringSize(const char* text) {
-  return text == nullptr ? 0 : JsonStringSize(text);
-}
+uint64 JsonStreamer::ConvertToJsonStringSize(const char* text) { return text == nullptr ? 0 : JsonStringSize(text); }
 
 uint64 JsonStreamer::ConvertToJsonStringSize(const string& text) { return JsonStringSize(text); }
 

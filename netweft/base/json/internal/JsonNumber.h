@@ -6,8 +6,8 @@
 
 namespace qx::json {
 
-/// Makes `value` the number that the token spells: an integer when it is digits alone, behind a minus or not, and in the
-/// signed 64-bit range; otherwise a number that keeps its literal text. False when the token is not a JSON number.
+/// Makes `value` the number that the token spells: an integer when it is digits alone, behind a minus or not, and in
+/// the signed 64-bit range; otherwise a number that keeps its literal text. False when the token is not a JSON number.
 /// "-0" is the integer 0.
 bool ReadJsonNumber(std::string_view token, qxVariant& value);
 

@@ -33,8 +33,8 @@ class JsonOutput {
     if (mDevice != nullptr && mText.size() >= sPiece) flush();
   }
 
-  /// Hands over all that is left. False when the device has an error or has taken too little, now or earlier; what comes
-  /// after that is dropped.
+  /// Hands over all that is left. False when the device has an error or has taken too little, now or earlier; what
+  /// comes after that is dropped.
   bool flush();
   bool failed() const { return mFailed; }
 

@@ -144,8 +144,8 @@ constexpr std::string_view sHexDigits = "0123456789abcdef";
 
 template <class Sink>
 void PutUnicodeEscape(uint32 code, Sink& sink) {
-  const char text[] = {'\\', 'u', sHexDigits[code >> 12], sHexDigits[code >> 8 & 15], sHexDigits[code >> 4 & 15],
-                       sHexDigits[code & 15]};
+  const char text[] = {
+      '\\', 'u', sHexDigits[code >> 12], sHexDigits[code >> 8 & 15], sHexDigits[code >> 4 & 15], sHexDigits[code & 15]};
   sink.put({text, sizeof text});
 }
 
