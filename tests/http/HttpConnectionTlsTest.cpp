@@ -2,7 +2,9 @@
 #include "tests/http/ConnectionFixture.h"
 #include "tests/support/TestCertificates.h"
 
+#include <atomic>
 #include <filesystem>
+#include <thread>
 
 namespace qx::test {
 namespace {
@@ -127,6 +129,28 @@ TEST_F(HttpConnectionTlsTest, ALostHandleConnectsAndVerifiesAnew) {
   connection.clearConnection();
   EXPECT_TRUE(get(tls.getUrl()));
   EXPECT_EQ(tls.getAcceptedConnections(), 2u);
+}
+
+TEST_F(HttpConnectionTlsTest, ConnectionsOfDifferentThreadsShareTheTrustedCertificates) {
+  ScriptedServer good([](const Request&) { return Reply::Http(200); }, Shows(certificates.createGood()));
+  ScriptedServer bad([](const Request&) { return Reply::Http(200); }, Shows(TestCertificates::CreateSelfSigned()));
+  std::atomic<int> accepted = 0;
+  std::atomic<int> refused = 0;
+  vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([&] {
+      for (int round = 0; round < 5; ++round) {
+        http::HttpConnection own(false);
+        Exchange ownExchange;
+        if (own.getHttpData(qx::Url(good.getUrl()), "", 200, Exchange::Setup, &ownExchange)) ++accepted;
+        own.getHttpData(qx::Url(bad.getUrl()), "", 200, Exchange::Setup, &ownExchange);
+        if (own.isLastCallUnableToVerifyPeer()) ++refused;
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(accepted, 20);
+  EXPECT_EQ(refused, 20);
 }
 
 TEST_F(HttpConnectionTlsTest, NothingBelowTls12IsSpoken) {

@@ -29,18 +29,24 @@ string PointerText(curl_easytype type, const void* value) {
   return "set";
 }
 
-/// Writes the call down and hands it on, unless the trace says how it fails.
-template <class Value>
-CURLcode Forward(CurlCall call, Value value) {
-  CurlTrace* const trace = activeTrace.load();
-  void* const handle = call.handle;
-  const auto option = static_cast<CURLoption>(call.option);
-  const int failure = trace == nullptr ? 0 : trace->record(std::move(call));
-  return failure != 0 ? static_cast<CURLcode>(failure) : __real_curl_easy_setopt(handle, option, value);
+string ValueText(curl_easytype, long value) { return std::to_string(value); }
+string ValueText(curl_easytype type, const void* value) { return PointerText(type, value); }
+
+const void* GetPointer(long) { return nullptr; }
+const void* GetPointer(const void* value) { return value; }
+
+CurlCall DescribeCall(void* handle, CURLoption option, auto value) {
+  const curl_easyoption* const known = curl_easy_option_by_id(option);
+  const string name = known != nullptr ? known->name : std::to_string(option);
+  return {name + " " + ValueText(known == nullptr ? CURLOT_OBJECT : known->type, value), handle, option,
+          GetPointer(value)};
 }
 
-string GetName(const curl_easyoption* known, int option) {
-  return known != nullptr ? known->name : std::to_string(option);
+/// Writes the call down and hands it on, unless the trace says how it fails. Without a trace nothing is allocated.
+CURLcode Forward(void* handle, CURLoption option, auto value) {
+  CurlTrace* const trace = activeTrace.load();
+  const int failure = trace == nullptr ? 0 : trace->record(DescribeCall(handle, option, value));
+  return failure != 0 ? static_cast<CURLcode>(failure) : __real_curl_easy_setopt(handle, option, value);
 }
 
 }  // namespace
@@ -104,25 +110,15 @@ int CurlTrace::record(CurlCall call) {
 
 /// The one argument is a long, a curl_off_t or a pointer, by the range of the option's number.
 CURLcode __wrap_curl_easy_setopt(CURL* handle, CURLoption option, ...) {
-  using namespace qx::test;
-  const curl_easyoption* const known = curl_easy_option_by_id(option);
-  CurlCall call{GetName(known, option) + " ", handle, option};
   std::va_list arguments;
   va_start(arguments, option);
   CURLcode result = CURLE_OK;
   if (option >= CURLOPTTYPE_OFF_T && option < CURLOPTTYPE_BLOB) {
-    const curl_off_t value = va_arg(arguments, curl_off_t);
-    call.text += std::to_string(value);
-    result = Forward(std::move(call), value);
+    result = qx::test::Forward(handle, option, va_arg(arguments, curl_off_t));
   } else if (option < CURLOPTTYPE_OBJECTPOINT) {
-    const long value = va_arg(arguments, long);
-    call.text += std::to_string(value);
-    result = Forward(std::move(call), value);
+    result = qx::test::Forward(handle, option, va_arg(arguments, long));
   } else {
-    void* const value = va_arg(arguments, void*);
-    call.text += PointerText(known == nullptr ? CURLOT_OBJECT : known->type, value);
-    call.pointer = value;
-    result = Forward(std::move(call), value);
+    result = qx::test::Forward(handle, option, va_arg(arguments, void*));
   }
   va_end(arguments);
   return result;
