@@ -4,8 +4,9 @@
 
 #include <stdexcept>
 
-/// A feed, however it is cut, gives the same messages up to the one that ends it. Heartbeats aside: how many of those there
-/// are is a matter of the pieces. Lines behind the one that ends a feed are seen only when they came in the same piece.
+/// A feed, however it is cut, gives the same messages up to the one that ends it. Heartbeats aside: how many of those
+/// there are is a matter of the pieces. Lines behind the one that ends a feed are seen only when they came in the same
+/// piece.
 namespace qx::fuzz {
 namespace {
 
@@ -28,7 +29,8 @@ void RecordMessage(ChangesListener::CallbackMsg msg, const ChangesListener::Call
   for (const string& revision : param.revisions) text += "|" + revision;
   outcome.messages.push_back(text);
   outcome.since = param.seq;
-  outcome.isEnded = msg == ChangesListener::CM_ListenStopedDueToError || msg == ChangesListener::CM_ListenStopedDbMissing;
+  outcome.isEnded =
+      msg == ChangesListener::CM_ListenStopedDueToError || msg == ChangesListener::CM_ListenStopedDbMissing;
 }
 
 Outcome Read(const string& db, const vector<std::string_view>& pieces) {

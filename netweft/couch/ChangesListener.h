@@ -16,10 +16,10 @@ class ChangesListenerCore;
 /// sequence seen, until `stopListeningDb`: no message ends a feed, whatever its name says. Nothing here logs a missing
 /// database or refused credentials; only the callback tells.
 ///
-/// A feed that the server ends in good order is requested again in the next pass, without a delay and without a message,
-/// and the status of its answer does not count. So a server that answers with something else than feed lines (a proxy's
-/// error page) is asked again as fast as `updateListener` is called. A line is held in memory until its end has arrived,
-/// however long the server makes it.
+/// A feed that the server ends in good order is requested again in the next pass, without a delay and without a
+/// message, and the status of its answer does not count. So a server that answers with something else than feed lines
+/// (a proxy's error page) is asked again as fast as `updateListener` is called. A line is held in memory until its end
+/// has arrived, however long the server makes it.
 ///
 /// Threads: no lock and no thread. All calls but `CallbackMsgToString` must come from one thread at a time. Callbacks
 /// run on the thread that called `updateListener`, from inside that call.
@@ -105,11 +105,11 @@ class NETWEFT_EXPORT ChangesListener {
   /// Drives all feeds. Never sleeps and never waits on a socket: without traffic it makes one pass and returns, so the
   /// caller sets the pace; with traffic it goes on until `timeoutMs` is spent.
   ///
-  /// An exception from a callback leaves here, after the pass is complete. Thrown while the feed's answer was being read,
-  /// it ends that transfer: the feed is told so, as of any broken transfer, and reconnects after its delay from the last
-  /// sequence seen; the change that the callback was told of counts as seen. Thrown at any other moment it changes nothing
-  /// for the feed. If several feeds' callbacks throw in one pass, each call lets one exception out. Of several exceptions
-  /// of one feed the first counts.
+  /// An exception from a callback leaves here, after the pass is complete. Thrown while the feed's answer was being
+  /// read, it ends that transfer: the feed is told so, as of any broken transfer, and reconnects after its delay from
+  /// the last sequence seen; the change that the callback was told of counts as seen. Thrown at any other moment it
+  /// changes nothing for the feed. If several feeds' callbacks throw in one pass, each call lets one exception out. Of
+  /// several exceptions of one feed the first counts.
   ///
   /// Throws std::out_of_range "invalid string position", in the same way, when the server-wide feed brings an update of
   /// a design document whose name is shorter than 4 bytes.

@@ -24,8 +24,8 @@ using ViewRowCallback = bool (*)(const string& id, qxVariant& key, qxVariant& va
 ///
 /// - `connection` must not be used elsewhere meanwhile. Its own time limits decide when a request has timed out.
 /// - `designDoc` and `viewName` both empty select `_all_docs`.
-/// - `keys`: null or empty reads the whole view; otherwise the rows of these keys are asked for, in this order. Borrowed
-///   for the call.
+/// - `keys`: null or empty reads the whole view; otherwise the rows of these keys are asked for, in this order.
+///   Borrowed for the call.
 /// - `callback` null reads the response and looks at nothing; `userData` is handed on untouched.
 /// - `limit` 0 or more asks for at most so many rows; negative sets no limit. One request is made, there is no paging.
 /// - `timeoutMs`: for how long requests that time out are made again, a quarter of a second apart; 0 means one attempt.

@@ -15,7 +15,8 @@ using testing::IsEmpty;
 
 static_assert(std::is_base_of_v<Url, CouchConnectionParameters>);
 static_assert(sizeof(CouchConnectionParameters) == sizeof(Url), "an endpoint adds no data to its URL");
-static_assert(std::is_copy_constructible_v<CouchConnectionParameters> && std::is_copy_assignable_v<CouchConnectionParameters>);
+static_assert(std::is_copy_constructible_v<CouchConnectionParameters>);
+static_assert(std::is_copy_assignable_v<CouchConnectionParameters>);
 
 /// What BuildFromDbUrl makes of a text.
 struct Split {

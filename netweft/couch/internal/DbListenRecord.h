@@ -12,8 +12,8 @@
 namespace qx::couch {
 
 /// One feed: what was asked for, where it stands, and its easy handle, which is made once and kept through all
-/// reconnections. What happens to it is decided in ListenMachine and FeedReader. One thread; its address stays, since the
-/// handle points here.
+/// reconnections. What happens to it is decided in ListenMachine and FeedReader. One thread; its address stays, since
+/// the handle points here.
 struct DbListenRecord {
   /// Makes the handle without setting it up (`SetUpFeedHandle` does) and leaves `LS_Idle`. Times are in seconds.
   DbListenRecord(const string& db, int64 startSince, ChangesListener::Callback feedCallback, void* feedUserData,

@@ -6,8 +6,8 @@
 
 namespace qx::couch {
 
-/// Received bytes, cut into lines at line feeds. It remembers how far it has looked for the end of a line, so that a line
-/// that arrives in many pieces is searched once. One thread.
+/// Received bytes, cut into lines at line feeds. It remembers how far it has looked for the end of a line, so that a
+/// line that arrives in many pieces is searched once. One thread.
 class FeedBuffer {
  public:
   void clear() noexcept;

@@ -31,8 +31,9 @@ string ReadErrorText(const qxVariantMapImpl& line);
 
 /// A line of the server-wide feed:
 ///   {"db_name":"shop","type":"updated","seq":"5-xyz"}
-/// Sets `msg`, and `dbName` and `docId` of `out`. False when the line is none that is reported. Throws std::out_of_range
-/// "invalid string position" when the compound name of a design document's update is shorter than its wrapping.
+/// Sets `msg`, and `dbName` and `docId` of `out`. False when the line is none that is reported. Throws
+/// std::out_of_range "invalid string position" when the compound name of a design document's update is shorter than its
+/// wrapping.
 bool ReadServerEvent(const qxVariantMapImpl& line, ChangesListener::CallbackMsg& msg,
                      ChangesListener::CallbackParam& out);
 

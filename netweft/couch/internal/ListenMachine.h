@@ -13,8 +13,8 @@ enum ListenAction : int32 {
   LA_RequestFeed,       ///< arm the feed's request, then tell `OnArmed`
 };
 
-/// Whether a wait of `limitSec` is over: whole seconds are compared, and more than the limit must have passed, so a limit of
-/// 1 is a wait of 2 seconds.
+/// Whether a wait of `limitSec` is over: whole seconds are compared, and more than the limit must have passed, so a
+/// limit of 1 is a wait of 2 seconds.
 bool IsWaitOver(double elapsedSec, int32 limitSec) noexcept;
 
 /// Out of `LS_Idle`.
