@@ -118,8 +118,9 @@ bool CouchToEsRiverManager::getIndexInfo(const string& indexName, string* mappin
 
 void CouchToEsRiverManager::closeManager() {
   // Before the lock is asked for: the control thread may hold it while a transfer of its own hangs.
-  StoreFlag(mState->cancelControlTransfers, true);
+  StoreFlag(mState->closeAsked, true);
   qxMutexLocker lock(mState->mutex, true);
+  for (const auto& worker : mState->workers) worker->cancel();
   while (!mState->databases.empty()) {
     const string indexName = mState->databases.begin()->second.indexes.begin()->first;
     lock.unlock();

@@ -148,7 +148,7 @@ bool CouchToEsRiverManager::ControlLoop::open(DbEntry& entry, IndexJob& job) {
   job.pendingChanges.clear();
   entry.queue.clear();
   uint64 sequence = 0;
-  const bool* cancelFlag = &mState.cancelControlTransfers;
+  const bool* cancelFlag = &mState.closeAsked;
   if (!ensureIndexes(mEs, entry, mState.parameters, &sequence, job.descriptors, cancelFlag)) {
     if (!ReadFlag(cancelFlag)) LogError() << "Fail to create/update index " << job.dbName;
     job.needsReopen = true;
@@ -182,7 +182,7 @@ void CouchToEsRiverManager::ControlLoop::checkHealth(IndexJob& job) {
   // The mark is set after each checked index, so one index of each database is checked per period: the first.
   for (const auto& [indexName, descriptor] : job.descriptors) {
     if (job.seenGeneration == 0 || !job.healthTimer.isElapsedSec(sHealthPeriodSec)) continue;
-    if (!IsIndexHealthy(mEs, mState.parameters.es, indexName, descriptor, &mState.cancelControlTransfers)) {
+    if (!IsIndexHealthy(mEs, mState.parameters.es, indexName, descriptor, &mState.closeAsked)) {
       job.needsReopen = true;
       mIdle = false;
     }

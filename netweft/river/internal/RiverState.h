@@ -28,8 +28,9 @@ struct CouchToEsRiverManager::State {
   bool closing = false;
   uint64 lastEpoch = 0;
 
-  /// Raised before the lock is asked for, through `StoreFlag`: ends the control thread's transfer in hand.
-  bool cancelControlTransfers = false;
+  /// The manager is being closed, for good. Raised before the lock is asked for, through `StoreFlag`: it ends the control
+  /// thread's transfer in hand, and no Worker takes a batch any more.
+  bool closeAsked = false;
 
   // Constant while threads run; each Worker's own state is guarded by `mutex`.
   vector<unique_ptr<Worker>> workers;

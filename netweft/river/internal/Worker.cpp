@@ -45,9 +45,11 @@ CouchToEsRiverManager::Worker::~Worker() {
   waitThread(sNoLimit);
 }
 
+void CouchToEsRiverManager::Worker::cancel() { StoreFlag(mCancelFlag, true); }
+
 bool CouchToEsRiverManager::Worker::cancelIfOn(const string& dbName) {
   if (mCurrentEpoch == 0 || mCurrentDb != dbName) return false;
-  StoreFlag(mCancelFlag, true);
+  cancel();
   return true;
 }
 
@@ -56,7 +58,7 @@ bool CouchToEsRiverManager::Worker::isOn(const string& dbName, uint64 epoch) con
 }
 
 void CouchToEsRiverManager::Worker::raiseStop() {
-  StoreFlag(mCancelFlag, true);
+  cancel();
   mStopFlag = true;
 }
 
@@ -70,7 +72,8 @@ bool CouchToEsRiverManager::Worker::takeBatch(RiverBatch& batch) {
   for (;;) {
     if (mStopFlag) return false;
     StoreFlag(mCancelFlag, false);
-    if (DbEntry* entry = ChooseEntry(mState.databases); entry != nullptr) {
+    DbEntry* entry = ReadFlag(mState.closeAsked) ? nullptr : ChooseEntry(mState.databases);
+    if (entry != nullptr) {
       mCurrentDb = entry->dbName;
       batch = TakeBatch(*entry, mState.parameters);
       mCurrentGeneration = batch.generation;

@@ -23,8 +23,10 @@ class CouchToEsRiverManager::Worker final : public qxThread {
   /// Cancels the batch in hand, stops and joins.
   ~Worker() override;
 
-  /// The three below are called with the manager's lock held.
+  /// The four below are called with the manager's lock held.
 
+  /// Gives up the batch in hand, if there is one.
+  void cancel();
   /// Raises the cancel flag if the Worker has a batch of the database in hand; true if so.
   bool cancelIfOn(const string& dbName);
   /// True while the Worker has a batch of the database that was taken at that epoch or before.
