@@ -27,17 +27,22 @@ bool IsZero(const void* block, size_t size) {
   return std::all_of(bytes, bytes + size, [](unsigned char byte) { return byte == 0; });
 }
 
-void* Allocate(size_t size) {
+void* AllocateOrNull(size_t size) noexcept {
   if (sState.allowed == 0) {
     sState.refused = true;
-    throw std::bad_alloc();
+    return nullptr;
   }
   if (sState.allowed != sUnlimited) --sState.allowed;
   void* block = std::malloc(std::max<size_t>(size, 1));
-  if (block == nullptr) throw std::bad_alloc();
+  if (block == nullptr) return nullptr;
   ++sState.allocations;
   ++sState.live;
   return block;
+}
+
+void* Allocate(size_t size) {
+  if (void* block = AllocateOrNull(size)) return block;
+  throw std::bad_alloc();
 }
 
 void Release(void* block) noexcept {
@@ -54,10 +59,14 @@ void Release(void* block) noexcept {
 
 void* operator new(size_t size) { return Allocate(size); }
 void* operator new[](size_t size) { return Allocate(size); }
+void* operator new(size_t size, const std::nothrow_t&) noexcept { return AllocateOrNull(size); }
+void* operator new[](size_t size, const std::nothrow_t&) noexcept { return AllocateOrNull(size); }
 void operator delete(void* block) noexcept { Release(block); }
 void operator delete[](void* block) noexcept { Release(block); }
 void operator delete(void* block, size_t) noexcept { Release(block); }
 void operator delete[](void* block, size_t) noexcept { Release(block); }
+void operator delete(void* block, const std::nothrow_t&) noexcept { Release(block); }
+void operator delete[](void* block, const std::nothrow_t&) noexcept { Release(block); }
 
 namespace qx::test {
 

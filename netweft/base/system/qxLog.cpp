@@ -76,12 +76,14 @@ void qxLog::switchBits(uint32 bits, bool on) noexcept {
 }
 
 void qxLog::setSink(qxLogSink* sink) {
-  const std::lock_guard lock(mSetSink);
+  while (mChangingSink.exchange(true)) mChangingSink.wait(true);
   const uint32 previous = mGeneration.load();
   mSinks[(previous + 1) & 1].store(sink);
   mGeneration.store(previous + 1);
   std::atomic<uint32>& inside = mInside[previous & 1];
   for (uint32 count = inside.load(); count != 0; count = inside.load()) inside.wait(count);
+  mChangingSink.store(false);
+  mChangingSink.notify_one();
 }
 
 bool qxLog::isEnabled(qxLogType type, const char* channel) const noexcept {

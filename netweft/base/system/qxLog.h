@@ -4,7 +4,6 @@
 #include "netweft/base/system/qxTypes.h"
 
 #include <atomic>
-#include <mutex>
 
 namespace qx {
 
@@ -86,7 +85,8 @@ class NETWEFT_EXPORT qxLog {
   /// One bit for each channel, and those two.
   std::atomic<uint32> mEnabled{sWarnings | sErrors};
 
-  std::mutex mSetSink;
+  /// One change at a time; no mutex, since not every platform makes one at compile time.
+  std::atomic<bool> mChangingSink{false};
   /// Counts the changes of the sink; its lowest bit chooses between the two places below, so that lines on their way
   /// into the previous sink are counted apart.
   std::atomic<uint32> mGeneration{0};
