@@ -7,7 +7,8 @@
 
 extern "C" {
 CURLcode __real_curl_easy_setopt(CURL* handle, CURLoption option, ...);
-CURLcode __wrap_curl_easy_setopt(CURL* handle, CURLoption option, ...);
+/// The option as the plain int that an enumeration is on the stack: `va_start` takes no other kind.
+CURLcode __wrap_curl_easy_setopt(CURL* handle, int number, ...);
 }
 
 namespace qx::test {
@@ -109,9 +110,10 @@ int CurlTrace::record(CurlCall call) {
 }  // namespace qx::test
 
 /// The one argument is a long, a curl_off_t or a pointer, by the range of the option's number.
-CURLcode __wrap_curl_easy_setopt(CURL* handle, CURLoption option, ...) {
+CURLcode __wrap_curl_easy_setopt(CURL* handle, int number, ...) {
+  const auto option = static_cast<CURLoption>(number);
   std::va_list arguments;
-  va_start(arguments, option);
+  va_start(arguments, number);
   CURLcode result = CURLE_OK;
   if (option >= CURLOPTTYPE_OFF_T && option < CURLOPTTYPE_BLOB) {
     result = qx::test::Forward(handle, option, va_arg(arguments, curl_off_t));
