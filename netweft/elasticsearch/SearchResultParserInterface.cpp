@@ -54,8 +54,11 @@ SearchResultParserInterface::~SearchResultParserInterface() = default;
 bool SearchResultParserInterface::addData(const char* data, uint64 size) {
   if (size == 0) return !mErrorFlag;
   mTokenizer->beginChunk(data);
-  for (const char* here = data; here != data + size; ++here) {
+  const char* end = data + size;
+  for (const char* here = data; here != end; ++here) {
     if (mErrorFlag && !mInSource) return false;
+    here = consumePlain(here, end);
+    if (here == end) break;
     consume(here);
   }
   mTokenizer->endChunk();
@@ -71,8 +74,15 @@ void SearchResultParserInterface::consume(const char* here) {
   appendToCapture(*here);
 }
 
+const char* SearchResultParserInterface::consumePlain(const char* here, const char* end) {
+  if (isCapturingNumber()) return here;
+  const char* behind = mTokenizer->consumePlain(here, end);
+  if (string* capture = editCapture()) capture->append(here, behind);
+  return behind;
+}
+
 void SearchResultParserInterface::captureNumber(char c) {
-  if (!mCaptureNumber || mInSource || mInHighlight) return;
+  if (!isCapturingNumber()) return;
   switch (c) {
     case ':':
       mNumberText.clear();

@@ -55,6 +55,8 @@ class NETWEFT_EXPORT SearchResultParserInterface {
 
  private:
   void consume(const char* here);
+  const char* consumePlain(const char* here, const char* end);
+  bool isCapturingNumber() const { return mCaptureNumber && !mInSource && !mInHighlight; }
   void captureNumber(char c);
   void endNumber();
   void followObjects();

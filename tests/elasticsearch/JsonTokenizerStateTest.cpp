@@ -99,6 +99,43 @@ TEST(JsonTokenizerState, ThePreviousDepthsAreThoseBeforeTheByte) {
   EXPECT_EQ(walk.state.prevCurlyDepth, 0);
 }
 
+TEST(JsonTokenizerState, PlainBytesEndAtWhatEndsOrEscapes) {
+  const string text = R"("plain\"more"tail)";
+  JsonTokenizerState state;
+  state.beginChunk(text.data());
+  const char* begin = text.data();
+  const char* end = begin + text.size();
+  EXPECT_EQ(state.consumePlain(begin, end), begin) << "no string is open";
+  state.consume(begin);
+  EXPECT_EQ(state.consumePlain(begin + 1, end), begin + 6);
+  state.consume(begin + 6);
+  EXPECT_EQ(state.consumePlain(begin + 7, end), begin + 7) << "the byte is escaped";
+  state.consume(begin + 7);
+  EXPECT_EQ(state.consumePlain(begin + 8, end), begin + 12);
+  EXPECT_EQ(state.stringEnd, begin + 12);
+  EXPECT_EQ(state.valueEnd, begin + 12);
+}
+
+TEST(JsonTokenizerState, PlainBytesAtOnceAreTheSameAsOneByOne) {
+  const string text = R"(["one\\","",{"a":"b c\n\""}, "open)";
+  JsonTokenizerState byRuns;
+  JsonTokenizerState byBytes;
+  byRuns.beginChunk(text.data());
+  byBytes.beginChunk(text.data());
+  const char* end = text.data() + text.size();
+  for (const char* here = text.data(); here != end;) {
+    const char* next = byRuns.consumePlain(here, end);
+    if (next == here) byRuns.consume(next++);
+    for (; here != next; ++here) byBytes.consume(here);
+    EXPECT_EQ(byRuns.stringDone, byBytes.stringDone);
+    EXPECT_EQ(byRuns.valueDone, byBytes.valueDone);
+    EXPECT_EQ(byRuns.stringStart, byBytes.stringStart);
+    EXPECT_EQ(byRuns.stringEnd, byBytes.stringEnd);
+    EXPECT_EQ(byRuns.valueEnd, byBytes.valueEnd);
+    EXPECT_EQ(byRuns.hasEntered(), byBytes.hasEntered());
+  }
+}
+
 TEST(JsonTokenizerState, KeepsNoPointerIntoAFinishedChunk) {
   const Walk walk(R"({"open":"strin)", 100);
   EXPECT_EQ(walk.state.stringStart, nullptr);

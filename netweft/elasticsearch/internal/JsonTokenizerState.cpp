@@ -19,11 +19,26 @@ void JsonTokenizerState::beginChunk(const char* data) {
   valueEnd = data + 1;
 }
 
-void JsonTokenizerState::consume(const char* here) {
+void JsonTokenizerState::beginBytes() {
   prevSquareDepth = squareDepth;
   prevCurlyDepth = curlyDepth;
   stringDone = false;
   valueDone = false;
+}
+
+const char* JsonTokenizerState::consumePlain(const char* here, const char* end) {
+  if (!inString || escaped) return here;
+  const char* behind = here;
+  while (behind != end && *behind != '"' && *behind != '\\') ++behind;
+  if (behind == here) return here;
+  beginBytes();
+  stringEnd = behind;
+  valueEnd = behind;
+  return behind;
+}
+
+void JsonTokenizerState::consume(const char* here) {
+  beginBytes();
   if (!inString) trackDepth(*here);
   trackValue(here);
   trackString(here);

@@ -29,6 +29,9 @@ struct JsonTokenizerState {
   void beginChunk(const char* data);
   /// Takes one byte of the chunk. All bytes of a chunk in order.
   void consume(const char* here);
+  /// Takes all bytes from `here` on that only lengthen an open string, and gives the first that does more. The same as
+  /// `consume` for each of them, in a fraction of the time: most of a reply is the inside of strings.
+  const char* consumePlain(const char* here, const char* end);
   /// Behind the last byte of a chunk.
   void endChunk();
 
@@ -39,6 +42,7 @@ struct JsonTokenizerState {
   bool hasLeft() const { return curlyDepth < prevCurlyDepth; }
 
  private:
+  void beginBytes();
   void trackDepth(char c);
   void trackValue(const char* here);
   void trackString(const char* here);

@@ -6,6 +6,9 @@
 
 namespace qx::couch {
 
+/// How long the manager waits for a deleted index to be gone, in milliseconds.
+constexpr int sIndexDeletionTimeoutMs = 5000;
+
 /// Deletes one index and waits, up to `timeoutMs` milliseconds, until Elasticsearch says that it is gone. True when it
 /// is, also when it was not there before; on false an error line tells why. A name that does not mean one single index
 /// is refused before any request.

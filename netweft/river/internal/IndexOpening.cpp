@@ -18,7 +18,6 @@ namespace {
 
 constexpr const char* sChannel = "esriver";
 constexpr uint32 sNotFound = 404;
-constexpr int sDeletionTimeoutMs = 5000;
 
 string ToText(const qxVariantMapImpl& map) {
   string text;
@@ -112,7 +111,7 @@ IndexOpening::Verdict IndexOpening::widen(qxVariantMapImpl delta) {
 }
 
 bool IndexOpening::recreate() {
-  if (!DeleteIndex(mName, mConnection, mEs, sDeletionTimeoutMs, mCancelFlag)) {
+  if (!DeleteIndex(mName, mConnection, mEs, sIndexDeletionTimeoutMs, mCancelFlag)) {
     return fail("Fail to drop previous index ");
   }
   const qxVariantMapImpl body = buildCreationBody(mDefinition);
