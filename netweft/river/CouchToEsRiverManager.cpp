@@ -1,13 +1,12 @@
 #include "netweft/river/CouchToEsRiverManager.h"
 
-#include "netweft/base/json/Json2Variant.h"
 #include "netweft/base/system/qxFlag.h"
 #include "netweft/base/system/qxLogObject.h"
 #include "netweft/base/system/qxMutexLocker.h"
 #include "netweft/http/HttpConnection.h"
-#include "netweft/http/HttpHelpers.h"
 #include "netweft/river/internal/ControlLoop.h"
 #include "netweft/river/internal/IndexDeletion.h"
+#include "netweft/river/internal/JsonExchange.h"
 #include "netweft/river/internal/RiverState.h"
 
 #include <algorithm>
@@ -18,8 +17,6 @@ namespace {
 
 /// How often a wait for Workers looks at them, in milliseconds.
 constexpr unsigned long sWorkerPollMs = 30;
-/// How long `removeIndex` waits until a deleted index is gone, in milliseconds.
-constexpr int sDeletionTimeoutMs = 5000;
 
 using Databases = map<string, DbEntry>;
 
@@ -101,7 +98,7 @@ bool CouchToEsRiverManager::removeIndex(const string& indexName, bool deleteInde
   }
   if (!deleteIndex) return true;
   http::HttpConnection connection(false);
-  return DeleteIndex(indexName, connection, mState->parameters.es, sDeletionTimeoutMs);
+  return DeleteIndex(indexName, connection, mState->parameters.es, sIndexDeletionTimeoutMs);
 }
 
 bool CouchToEsRiverManager::getIndexInfo(const string& indexName, string* mappingRevision, uint64* lastRefreshSeq,
@@ -140,16 +137,12 @@ bool CouchToEsRiverManager::GetIndexList(http::HttpConnection& connection,
                                          const elasticsearch::ESConnectionParameters& es,
                                          map<string, list<string>>& out) {
   out.clear();
-  string reply;
-  http::HttpHelpers::HttpResult result;
-  http::HttpHelpers::HttpGetJson(connection, es.toUrl("_mapping", {}), reply, &result);
-  if (result.httpReturnCode != 200) {
+  const JsonReply mappings = GetJson(connection, es.toUrl("_mapping", {}), nullptr);
+  if (mappings.status != 200) {
     LogError() << "Fail to retrieve index list " << connection.getLastErrorMsg();
     return false;
   }
-  qxVariantMapImpl mappings;
-  if (!json::Json2Variant::Convert(reply.data(), reply.size(), mappings)) mappings.clear();
-  for (const auto& [indexName, mapping] : mappings) {
+  for (const auto& [indexName, mapping] : mappings.map) {
     const qxVariant* dbName = mapping.getMap().findValuePath("mappings/_doc/_meta/sourcedbname", '/');
     if (dbName != nullptr && !dbName->toString().empty()) out[dbName->toString()].push_back(indexName);
   }

@@ -119,9 +119,9 @@ TEST_F(BulkGeneratorTest, ContentsAndResourcesAreDroppedAtTheTopLevelAlone) {
 }
 
 TEST_F(BulkGeneratorTest, NumbersOfEverySpellingAreKept) {
-  add("d", CA_Index, R"({"a":1e400,"b":123456789012345678901234567890,"c":-0.10,"d":-0})");
+  add("d", CA_Index, R"({"a":1e400,"b":123456789012345678901234567890,"c":-0.10,"d":-0.0})");
   ASSERT_TRUE(generate());
-  EXPECT_NE(body(0).find(R"({"a":1e400,"b":123456789012345678901234567890,"c":-0.10,"d":-0})"), string::npos) << body(0);
+  EXPECT_NE(body(0).find(R"({"a":1e400,"b":123456789012345678901234567890,"c":-0.10,"d":-0.0})"), string::npos) << body(0);
 }
 
 TEST_F(BulkGeneratorTest, ATextThatWouldNotFitIsSentAsItWas) {

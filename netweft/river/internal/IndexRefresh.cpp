@@ -4,6 +4,8 @@
 #include "netweft/base/system/qxFlag.h"
 #include "netweft/base/system/qxLogObject.h"
 #include "netweft/http/HttpHelpers.h"
+#include "netweft/river/internal/IndexMeta.h"
+#include "netweft/river/internal/JsonExchange.h"
 
 #include <algorithm>
 
@@ -50,18 +52,12 @@ StepResult PostRefresh(const Refresh& refresh) {
 }
 
 StepResult ReadMeta(const Refresh& refresh, qxVariantMapImpl& meta) {
-  string reply;
-  string error;
-  HttpHelpers::HttpResult result;
-  result.errorMessage = &error;
-  if (!HttpHelpers::HttpGetJson(refresh.connection, refresh.es.toUrl(refresh.index.name, "_mapping", {}), reply, &result,
-                                nullptr, nullptr, refresh.cancelFlag)) {
-    return FailUnlessCancelled(refresh, "Fail to retrieve mapping ", error);
+  const Url url = refresh.es.toUrl(refresh.index.name, "_mapping", {});
+  const JsonReply reply = GetJson(refresh.connection, url, refresh.cancelFlag);
+  if (!reply.good) {
+    return FailUnlessCancelled(refresh, "Fail to retrieve mapping ", refresh.connection.getLastErrorMsg());
   }
-  qxVariantMapImpl parsed;
-  if (!json::Json2Variant::Convert(reply.data(), reply.size(), parsed)) parsed.clear();
-  const qxVariant* found = parsed.findValuePath(refresh.index.name + "/mappings/_doc/_meta", '/');
-  if (found != nullptr) meta = found->toMap();
+  meta = findIndexMeta(refresh.index.name, reply.map);
   if (!meta.empty() && meta.getString("creationdescriptor", "") == refresh.index.creationDescriptor) {
     return StepResult::Done;
   }
@@ -70,21 +66,13 @@ StepResult ReadMeta(const Refresh& refresh, qxVariantMapImpl& meta) {
 }
 
 StepResult WriteMeta(const Refresh& refresh, qxVariantMapImpl& meta, uint64 sequence) {
-  const uint64 found = static_cast<uint64>(std::max<int64>(0, meta.getInteger("lastrefreshseq", 0)));
-  meta["lastrefreshseq"] = std::max(sequence, found);
+  meta["lastrefreshseq"] = std::max(sequence, readLastRefreshSeq(meta));
   meta["lastrefreshdate"] = qxLog::GetTime();
   qxVariantMapImpl mapping;
   mapping["_meta"] = std::move(meta);
-  string body;
-  json::Json2Variant::Convert(mapping, body, false);
-  string error;
-  HttpHelpers::HttpResult result;
-  result.errorMessage = &error;
-  if (!HttpHelpers::HttpPutJson(refresh.connection, refresh.es.toUrl(refresh.index.name, "_doc", "_mapping", {}),
-                                body.data(), body.size(), 200, &result, nullptr, nullptr, refresh.cancelFlag)) {
-    return FailUnlessCancelled(refresh, "Fail to update mapping ", error);
-  }
-  return StepResult::Done;
+  const Url url = refresh.es.toUrl(refresh.index.name, "_doc", "_mapping", {});
+  if (PutJson(refresh.connection, url, mapping, refresh.cancelFlag).good) return StepResult::Done;
+  return FailUnlessCancelled(refresh, "Fail to update mapping ", refresh.connection.getLastErrorMsg());
 }
 
 }  // namespace
