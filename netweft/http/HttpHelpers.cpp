@@ -49,7 +49,9 @@ class HttpHelpers::CallScope {
  public:
   CallScope(HttpConnection& connection, const ConnectionParameters* parameters)
       : mConnection(connection), mOwnParameters(connection.getConnectionParameters()) {
-    if (parameters != nullptr) mConnection.setConnectionParameters(*parameters);
+    if (parameters == nullptr) return;
+    ConnectionParameters replacement = *parameters;  // all of it or, when memory runs out, nothing
+    mConnection.editConnectionParameters() = std::move(replacement);
   }
   CallScope(const CallScope&) = delete;
   CallScope& operator=(const CallScope&) = delete;

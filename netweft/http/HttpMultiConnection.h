@@ -16,8 +16,8 @@ namespace qx::http {
 /// happens between two pumps: who stops pumping stops the transfers.
 ///
 /// All of it, construction and destruction included, is for one thread at a time, and the callback runs on it. The library
-/// must be initialised. Failed requests throw nothing; std::bad_alloc and what the completion callback throws leave
-/// `updateConnection`, and the object stays usable.
+/// must be initialised. Failed requests throw nothing; std::bad_alloc (behind the completion of the request that it hit)
+/// and what the completion callback throws leave `updateConnection`, and the object stays usable.
 class NETWEFT_EXPORT HttpMultiConnection {
  public:
   enum Method : int32 {

@@ -112,11 +112,6 @@ void ScriptedServer::Impl::dropSessions(bool reset) {
 
 ScriptedServer::ScriptedServer(ScriptedServerOptions options) : mImpl(std::make_unique<Impl>(std::move(options))) {}
 
-ScriptedServer::ScriptedServer(Handler handler, ScriptedServerOptions options)
-    : mImpl(std::make_unique<Impl>(std::move(options))) {
-  setHandler(std::move(handler));
-}
-
 ScriptedServer::~ScriptedServer() = default;
 
 uint16 ScriptedServer::getPort() const { return mImpl->port; }

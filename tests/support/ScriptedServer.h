@@ -4,6 +4,7 @@
 #include "tests/support/Request.h"
 #include "tests/support/TlsIdentity.h"
 
+#include <concepts>
 #include <functional>
 #include <optional>
 
@@ -31,7 +32,11 @@ class ScriptedServer {
   static constexpr Milliseconds DefaultTimeout = std::chrono::seconds(20);
 
   explicit ScriptedServer(ScriptedServerOptions options = {});
-  explicit ScriptedServer(Handler handler, ScriptedServerOptions options = {});
+  /// `handler` is anything that a `Handler` can hold.
+  template <std::invocable<const Request&> H>
+  explicit ScriptedServer(H handler, ScriptedServerOptions options = {}) : ScriptedServer(std::move(options)) {
+    setHandler(std::move(handler));
+  }
   ScriptedServer(const ScriptedServer&) = delete;
   ScriptedServer& operator=(const ScriptedServer&) = delete;
   ~ScriptedServer();

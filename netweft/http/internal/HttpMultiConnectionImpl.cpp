@@ -27,13 +27,19 @@ class SlotRelease {
   TransferSlot* mSlot;
 };
 
+string GetErrorText(const TransferSlot& slot, CURLcode code) {
+  return "Curl error " + qxStringUtils::fromInt(code, 1) + " " + slot.errorBuffer.data();
+}
+
 constexpr int sTurnsPerPass = 3;
 constexpr int sWaitMs = 5;
 
 }  // namespace
 
+HttpMultiConnection::HttpMultiConnectionImpl::HttpMultiConnectionImpl() : multiHandle(curl_multi_init()) {}
+
 HttpMultiConnection::HttpMultiConnectionImpl::HttpMultiConnectionImpl(HttpMultiConnection& multiConnection, int slotCount)
-    : owner(multiConnection), multiHandle(curl_multi_init()) {
+    : HttpMultiConnectionImpl() {
   for (int i = 0; i < slotCount; ++i) transferSlots.emplace_back(multiConnection);
 }
 
@@ -106,14 +112,16 @@ void HttpMultiConnection::HttpMultiConnectionImpl::startNextRequest(TransferSlot
   slot.request = std::move(requestQueue.front());
   requestQueue.pop_front();
   SlotRelease release(slot);
-  if (!installRequest(slot)) return notify(slot, -1, "Setup error");
-  release.dismiss();
+  ExceptionSlot failure;
+  if (failure.run(false, [&] { return installRequest(slot); })) return release.dismiss();
+  notify(slot, -1, "Setup error");
+  failure.rethrow();
 }
 
 bool HttpMultiConnection::HttpMultiConnectionImpl::installRequest(TransferSlot& slot) const {
-  int failed = slot.installParameters(owner.mParameters);
+  int failed = slot.installParameters(slot.owner->mParameters);
   if (slot.request->method < M_Get || slot.request->method > M_Delete) return false;
-  failed |= slot.installRequest(owner.mCommonHeaders);
+  failed |= slot.installRequest(slot.owner->mCommonHeaders);
   if (failed != 0) {
     LogError() << "Fail to set easy handle options";
     return false;
@@ -132,12 +140,13 @@ void HttpMultiConnection::HttpMultiConnectionImpl::complete(TransferSlot& slot, 
   if (code == CURLE_OK) {
     notify(slot, GetLong(slot.easyHandle.get(), CURLINFO_RESPONSE_CODE), string());
   } else {
-    notify(slot, -1, "Curl error " + qxStringUtils::fromInt(code, 1) + " " + slot.errorBuffer.data());
+    notify(slot, -1, failure.run(string(), [&] { return GetErrorText(slot, code); }));
   }
   failure.rethrow();
 }
 
 void HttpMultiConnection::HttpMultiConnectionImpl::notify(TransferSlot& slot, long httpCode, const string& errorText) {
+  HttpMultiConnection& owner = *slot.owner;
   if (owner.mCompletionCallback == nullptr) return;
   owner.mCompletionCallback(owner, httpCode, errorText, slot.responseHeaders, slot.content, owner.mCompletionContext,
                             slot.request->userData);

@@ -6,7 +6,7 @@ namespace qx::http {
 
 /// The pump behind `HttpMultiConnection`: the slots, the queue, and the multi handle that the slots' handles run under.
 struct HttpMultiConnection::HttpMultiConnectionImpl {
-  HttpMultiConnectionImpl(HttpMultiConnection& owner, int slotCount);
+  HttpMultiConnectionImpl(HttpMultiConnection& multiConnection, int slotCount);
   HttpMultiConnectionImpl(const HttpMultiConnectionImpl&) = delete;
   HttpMultiConnectionImpl& operator=(const HttpMultiConnectionImpl&) = delete;
   ~HttpMultiConnectionImpl();
@@ -14,7 +14,6 @@ struct HttpMultiConnection::HttpMultiConnectionImpl {
   /// One pass: start, move, complete. True when something moved, and another pass may be worth its time.
   bool runPass();
 
-  HttpMultiConnection& owner;
   list<impl::TransferSlot> transferSlots;
   list<unique_ptr<Request>> requestQueue;
   CURLM* multiHandle;
@@ -33,6 +32,8 @@ struct HttpMultiConnection::HttpMultiConnectionImpl {
   };
 
  private:
+  HttpMultiConnectionImpl();
+
   bool fillFreeSlots();
   bool transfer();
   bool drain();
@@ -40,7 +41,8 @@ struct HttpMultiConnection::HttpMultiConnectionImpl {
   /// On a free slot; does nothing more than reset it when the queue is empty.
   void startNextRequest(impl::TransferSlot& slot);
   bool installRequest(impl::TransferSlot& slot) const;
-  /// Hands the result to the callback and resets the slot, also when the callback throws.
+  /// Hands the result to the callback and resets the slot, also when the callback throws. A request that memory ran out
+  /// for gets its completion ahead of the exception.
   void complete(impl::TransferSlot& slot, CURLcode code);
   void notify(impl::TransferSlot& slot, long httpCode, const string& errorText);
   impl::TransferSlot* findSlot(const CURL* handle) noexcept;
