@@ -15,7 +15,6 @@ using test::LogCapture;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Pair;
-using enum Url::ClearStrategy;
 
 /// What the wrapped uriparser functions answer in place of the real ones; 0 lets them work.
 int scriptedParseCode = 0;
@@ -64,14 +63,14 @@ class ScriptedCode {
 };
 
 Url Parse(const string& text, bool normalize = false) {
-  Url url(CS_Empty);
+  Url url(Url::CS_Empty);
   string error;
   EXPECT_TRUE(url.fromEncodedUtf8String(text, &error, normalize)) << text << ": " << error;
   return url;
 }
 
 string GetParseError(const string& text, bool normalize = false) {
-  Url url(CS_DefaultHttp);
+  Url url(Url::CS_DefaultHttp);
   string error = "untouched";
   EXPECT_FALSE(url.fromEncodedUtf8String(text, &error, normalize)) << text;
   EXPECT_FALSE(url.isValid());
@@ -105,15 +104,15 @@ void ExpectFull(const Url& url) {
 // Construction and clearing
 
 TEST(UrlTest, ClearStrategiesHaveFixedNumbers) {
-  EXPECT_EQ(int{CS_Empty}, 0);
-  EXPECT_EQ(int{CS_DefaultHttp}, 1);
-  EXPECT_EQ(int{CS_DefaultHttps}, 2);
+  EXPECT_EQ(int{Url::CS_Empty}, 0);
+  EXPECT_EQ(int{Url::CS_DefaultHttp}, 1);
+  EXPECT_EQ(int{Url::CS_DefaultHttps}, 2);
 }
 
-TEST(UrlTest, AnEmptyUrlHasNothing) { ExpectEmpty(Url(CS_Empty)); }
+TEST(UrlTest, AnEmptyUrlHasNothing) { ExpectEmpty(Url(Url::CS_Empty)); }
 
 TEST(UrlTest, TheHttpDefaultIsLoopbackOnPort80) {
-  const Url url(CS_DefaultHttp);
+  const Url url(Url::CS_DefaultHttp);
   EXPECT_EQ(url.getSchema(), "http");
   EXPECT_EQ(url.getHost(), "127.0.0.1");
   EXPECT_EQ(url.getPort(), 80);
@@ -121,7 +120,7 @@ TEST(UrlTest, TheHttpDefaultIsLoopbackOnPort80) {
 }
 
 TEST(UrlTest, TheHttpsDefaultIsLoopbackOnPort443) {
-  const Url url(CS_DefaultHttps);
+  const Url url(Url::CS_DefaultHttps);
   EXPECT_EQ(url.getSchema(), "https");
   EXPECT_EQ(url.getHost(), "127.0.0.1");
   EXPECT_EQ(url.getPort(), 443);
@@ -135,7 +134,7 @@ TEST(UrlTest, AnyOtherStrategyActsAsEmpty) {
 }
 
 TEST(UrlTest, ClearingDropsCredentialsPathAndQueryUnderEveryStrategy) {
-  for (const auto strategy : {CS_Empty, CS_DefaultHttp, CS_DefaultHttps}) {
+  for (const auto strategy : {Url::CS_Empty, Url::CS_DefaultHttp, Url::CS_DefaultHttps}) {
     Url url = MakeFullUrl();
     url.clearUrl(strategy);
     EXPECT_EQ(url.getUser(), "");
@@ -148,7 +147,7 @@ TEST(UrlTest, ClearingDropsCredentialsPathAndQueryUnderEveryStrategy) {
 
 TEST(UrlTest, ClearingToTheHttpDefaultKeepsTheOldHostAddress) {
   Url url("http://192.0.2.7/");
-  url.clearUrl(CS_DefaultHttp);
+  url.clearUrl(Url::CS_DefaultHttp);
   EXPECT_EQ(url.getHost(), "127.0.0.1");
   EXPECT_EQ(url.getHostAsIp().getAddressAsString(false), "192.0.2.7");
 }
@@ -200,7 +199,7 @@ TEST(UrlTest, AMoveTakesEveryFieldAndLeavesTheSourceEmpty) {
   Url moved(std::move(source));
   ExpectFull(moved);
   ExpectEmpty(source);
-  Url assigned(CS_DefaultHttp);
+  Url assigned(Url::CS_DefaultHttp);
   assigned = std::move(moved);
   ExpectFull(assigned);
   ExpectEmpty(moved);
@@ -245,14 +244,14 @@ TEST(UrlTest, APathIsComparedSegmentBySegment) { EXPECT_FALSE(Url("http://h/a%2F
 // Host, schema, port
 
 TEST(UrlTest, AnIPv6HostIsNormalizedAndBracketed) {
-  Url url(CS_DefaultHttp);
+  Url url(Url::CS_DefaultHttp);
   url.setHost("2001:DB8:0:0::1");
   EXPECT_EQ(url.getHost(), "[2001:db8::1]");
   EXPECT_EQ(url.getHostAsIp().getType(), IpAddress::IPT_IPv6);
 }
 
 TEST(UrlTest, AnIPv4HostIsAnAddressToo) {
-  Url url(CS_DefaultHttp);
+  Url url(Url::CS_DefaultHttp);
   url.setHost("192.0.2.7");
   EXPECT_EQ(url.getHost(), "192.0.2.7");
   EXPECT_EQ(url.getHostAsIp().getType(), IpAddress::IPT_IPv4);
@@ -266,14 +265,14 @@ TEST(UrlTest, ANameAsHostInvalidatesTheHostAddress) {
 }
 
 TEST(UrlTest, ABracketedHostIsKeptAsItStands) {
-  Url url(CS_DefaultHttp);
+  Url url(Url::CS_DefaultHttp);
   url.setHost("[2001:DB8::1]");
   EXPECT_EQ(url.getHost(), "[2001:DB8::1]");
   EXPECT_FALSE(url.getHostAsIp().isValid());
 }
 
 TEST(UrlTest, AnAddressAsHostIsBracketedWhenItIsIPv6) {
-  Url url(CS_DefaultHttp);
+  Url url(Url::CS_DefaultHttp);
   url.setHost(IpAddress("2001:DB8::1", IpAddress::IPT_IPv6));
   EXPECT_EQ(url.getHost(), "[2001:db8::1]");
   EXPECT_EQ(url.getHostAsIp().getType(), IpAddress::IPT_IPv6);
@@ -290,13 +289,13 @@ TEST(UrlTest, ThePortOfAnAddressIsNotTheUrls) {
   inet_pton(AF_INET, "192.0.2.7", &source.sin_addr);
   IpAddress address;
   address.fromIPv4(&source);
-  Url url(CS_DefaultHttp);
+  Url url(Url::CS_DefaultHttp);
   url.setHost(address);
   EXPECT_EQ(url.toEncodedUrl(), "http://192.0.2.7:80");
 }
 
 TEST(UrlTest, ValidMeansHostAndSchema) {
-  Url url(CS_Empty);
+  Url url(Url::CS_Empty);
   EXPECT_FALSE(url.isValid());
   url.setSchema("http");
   EXPECT_FALSE(url.isValid());
@@ -325,7 +324,7 @@ TEST(UrlTest, PortsAreReadWithTheirOwnBase) {
 
 TEST(UrlTest, APortTooLargeIsDroppedWithoutAReport) {
   const LogCapture log;
-  Url url(CS_Empty);
+  Url url(Url::CS_Empty);
   EXPECT_TRUE(url.fromEncodedUtf8String("http://host:65536/a", nullptr, false));
   EXPECT_EQ(url.getPort(), 0);
   EXPECT_EQ(url.toEncodedUrl(), "http://host/a");
@@ -356,7 +355,7 @@ TEST(UrlTest, ParsingReplacesWhatWasThere) {
 }
 
 TEST(UrlTest, AUrlsOwnFieldMayBeParsed) {
-  Url url(CS_DefaultHttp);
+  Url url(Url::CS_DefaultHttp);
   url.editPath().push_back("https://host.example:444/a/b/c?d=e");
   EXPECT_TRUE(url.fromEncodedUtf8String(url.getPath().front()));
   EXPECT_EQ(url.toEncodedUrl(), "https://host.example:444/a/b/c?d=e");
@@ -424,7 +423,7 @@ TEST(UrlTest, AFailureWithoutAnErrorTextIsLogged) {
 }
 
 TEST(UrlTest, ASuccessLeavesTheErrorTextAlone) {
-  Url url(CS_Empty);
+  Url url(Url::CS_Empty);
   string error = "before";
   EXPECT_TRUE(url.fromEncodedUtf8String("http://h", &error, false));
   EXPECT_EQ(error, "before");
@@ -432,7 +431,7 @@ TEST(UrlTest, ASuccessLeavesTheErrorTextAlone) {
 
 TEST(UrlTest, NeitherErrorNorNormalizingIsTheDefault) {
   const LogCapture log;
-  Url url(CS_Empty);
+  Url url(Url::CS_Empty);
   EXPECT_FALSE(url.fromEncodedUtf8String("http://user@h"));
   EXPECT_EQ(log.getLines().size(), 1U);
   EXPECT_TRUE(url.fromEncodedUtf8String("HTTP://H"));
@@ -637,7 +636,7 @@ TEST(UrlTest, AnEncodedPathMayBeASegmentOfItsTarget) {
 }
 
 TEST(UrlTest, APathIsSetEncodedOrNot) {
-  Url url(CS_DefaultHttp);
+  Url url(Url::CS_DefaultHttp);
   url.setEncodedPath("a%20b/c");
   EXPECT_THAT(url.getPath(), ElementsAre("a b", "c"));
   EXPECT_EQ(url.getEncodedPath(), "a%20b/c");
@@ -649,13 +648,13 @@ TEST(UrlTest, APathIsSetEncodedOrNot) {
 }
 
 TEST(UrlTest, ALeadingSlashOfASetPathIsAnEmptyPiece) {
-  Url url(CS_DefaultHttp);
+  Url url(Url::CS_DefaultHttp);
   url.setEncodedPath("/a");
   EXPECT_THAT(url.getPath(), ElementsAre("", "a"));
 }
 
 TEST(UrlTest, PathAndQueryAreAssigned) {
-  Url url(CS_DefaultHttp);
+  Url url(Url::CS_DefaultHttp);
   url.setPath({"x", "y"});
   StringPairList parameters{{"k", "v"}};
   url.setUrlParameters(parameters);

@@ -19,7 +19,7 @@ class ListenerCallbackTest : public ListenerFixture {
  protected:
   /// Does `action` when a message comes from a database, once.
   void onFirst(Listener::CallbackMsg msg, const string& db, std::function<void()> action) {
-    recorder.onEvent = [this, msg, db, action, isDone = false](const FeedEvent& event) mutable {
+    recorder.onEvent = [msg, db, action, isDone = false](const FeedEvent& event) mutable {
       if (isDone || event.msg != msg || event.param.dbName != db) return;
       isDone = true;
       action();
@@ -61,9 +61,10 @@ TEST_F(ListenerCallbackTest, AFeedMayBeStoppedByAnyOfItsMessages) {
       {"heartbeat", Listener::CM_Heartbeat},     {"missing", Listener::CM_ListenStopedDbMissing},
       {"error", sError},                         {"broken", sError},
       {"nothing", Listener::CM_FailToStartListening}};
-  for (const auto& [db, msg] : messages) {
+  for (const auto& entry : messages) {
+    const string& db = entry.first;
     bool stopped = false;
-    onFirst(msg, db, [&] { stopped = listener.stopListeningDb(db); });
+    onFirst(entry.second, db, [&] { stopped = listener.stopListeningDb(db); });
     start(db, db == "missing" ? -1 : 3);
     EXPECT_TRUE(pumpUntil([&] { return stopped; })) << db;
     recorder.events.clear();
