@@ -1,5 +1,7 @@
 #include "tests/river/FakeElasticsearch.h"
 
+#include <sstream>
+
 namespace qx::couch::test {
 
 namespace {
@@ -9,8 +11,6 @@ constexpr const char* sAcknowledged = R"({"acknowledged":true})";
 Reply NotFound() {
   return Reply::Json(404, R"({"error":{"type":"index_not_found_exception","reason":"no such index"},"status":404})");
 }
-
-string KindOf(const Request& request) { return request.method + " " + request.target; }
 
 /// "/things/_mapping" gives "things" and "/_mapping".
 pair<string, string> CutTarget(const string& target) {
@@ -72,7 +72,33 @@ string FakeElasticsearch::getBody(const string& request) const { return getLast(
 
 void FakeElasticsearch::answer(const string& request, Reply reply) {
   const std::lock_guard lock(mMutex);
-  mAnswers[request].push_back(std::move(reply));
+  mScript.answer(request, std::move(reply));
+}
+
+void FakeElasticsearch::answerAlways(const string& request, Reply reply) {
+  const std::lock_guard lock(mMutex);
+  mScript.answerAlways(request, std::move(reply));
+}
+
+void FakeElasticsearch::answerUsually(const string& request) {
+  const std::lock_guard lock(mMutex);
+  mScript.answerUsually(request);
+}
+
+qx::test::Gate FakeElasticsearch::hold(const string& request) {
+  const std::lock_guard lock(mMutex);
+  return mScript.hold(request);
+}
+
+void FakeElasticsearch::openGates() {
+  const std::lock_guard lock(mMutex);
+  mScript.openGates();
+}
+
+map<string, string> FakeElasticsearch::getDocuments(const string& name) const {
+  const std::lock_guard lock(mMutex);
+  const auto found = mIndexes.find(name);
+  return found == mIndexes.end() ? map<string, string>() : found->second.documents;
 }
 
 void FakeElasticsearch::setObserver(std::function<void(const Request&)> observer) {
@@ -113,16 +139,20 @@ void FakeElasticsearch::removeMeta(const string& name) {
 Reply FakeElasticsearch::handle(const Request& request) {
   const std::lock_guard lock(mMutex);
   if (mObserver) mObserver(request);
-  list<Reply>& answers = mAnswers[KindOf(request)];
-  if (!answers.empty()) {
-    const Reply reply = answers.front();
-    answers.pop_front();
-    return reply;
-  }
+  const string kind = KindOf(request);
+  if (const std::optional<Reply> scripted = mScript.take(kind)) return *scripted;
+  return mScript.finish(kind, usual(request));
+}
+
+Reply FakeElasticsearch::usual(const Request& request) {
   const auto [name, rest] = CutTarget(request.target);
+  if (name == "_cluster") return Reply::Json(200, R"({"status":"green"})");
+  if (name == "_mapping") return allMappings();
   if (rest.empty()) return handleIndex(request, name);
+  if (rest == "/_doc/_bulk") return handleBulk(request, name);
   const auto found = mIndexes.find(name);
   if (found == mIndexes.end()) return NotFound();
+  if (rest == "/_refresh") return Reply::Json(200, R"({"_shards":{"total":2,"successful":1,"failed":0}})");
   if (rest == "/_settings") return SettingsReply(name, found->second);
   return handleMapping(request, found->second, name);
 }
@@ -137,13 +167,39 @@ Reply FakeElasticsearch::handleIndex(const Request& request, const string& name)
 Reply FakeElasticsearch::createIndex(const Request& request, const string& name) {
   if (mIndexes.contains(name)) return Reply::Json(400, R"({"error":"resource_already_exists_exception","status":400})");
   const qxVariantMapImpl body = FromJson(request.body);
+  Index& index = addIndex(name);
+  index.settings = body.findValuePath("settings", '/')->toMap();
+  index.mapping = body.findValuePath("mappings/_doc", '/')->toMap();
+  return Reply::Json(200, R"({"acknowledged":true,"shards_acknowledged":true,"index":")" + name + "\"}");
+}
+
+FakeElasticsearch::Index& FakeElasticsearch::addIndex(const string& name) {
   const string number = std::to_string(++mCreations);
   Index& index = mIndexes[name];
   index.creationDate = "170000000000" + number;
   index.uuid = "uuid-" + number;
-  index.settings = body.findValuePath("settings", '/')->toMap();
-  index.mapping = body.findValuePath("mappings/_doc", '/')->toMap();
-  return Reply::Json(200, R"({"acknowledged":true,"shards_acknowledged":true,"index":")" + name + "\"}");
+  return index;
+}
+
+Reply FakeElasticsearch::handleBulk(const Request& request, const string& name) {
+  Index& index = mIndexes.contains(name) ? mIndexes.at(name) : addIndex(name);
+  std::istringstream lines(request.body);
+  for (string header; std::getline(lines, header);) {
+    const qxVariantMapImpl command = FromJson(header);
+    const string id = command.begin()->second.toMap().getString("_id", "");
+    if (command.begin()->first == "delete") {
+      index.documents.erase(id);
+    } else {
+      std::getline(lines, index.documents[id]);
+    }
+  }
+  return Reply::Json(200, R"({"took":1,"errors":false,"items":[]})");
+}
+
+Reply FakeElasticsearch::allMappings() const {
+  qxVariantMapImpl all;
+  for (const auto& [name, index] : mIndexes) all[name].editMap()["mappings"].editMap()["_doc"] = index.mapping;
+  return Reply::Json(200, ToJson(all));
 }
 
 Reply FakeElasticsearch::handleMapping(const Request& request, Index& index, const string& name) {
