@@ -128,7 +128,8 @@ TEST(JsonToUtf8, RefusesAnOutputSmallerThanTheInput) {
 TEST(JsonToUtf8, FailsWithoutAnErrorText) {
   const string text = R"(\x)";
   vector<char> out(text.size());
-  EXPECT_EQ(json_to_utf8(text.data(), text.data() + text.size(), out.data(), out.data() + out.size(), nullptr), nullptr);
+  const char* end = text.data() + text.size();
+  EXPECT_EQ(json_to_utf8(text.data(), end, out.data(), out.data() + out.size(), nullptr), nullptr);
 }
 
 TEST(JsonToUtf8, NeverWritesMoreThanItReads) {

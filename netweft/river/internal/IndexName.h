@@ -4,8 +4,8 @@
 
 namespace qx::couch {
 
-/// True when the name can only mean one index. Elasticsearch takes patterns, lists, `_all` and date expressions wherever
-/// it takes a name, and one DELETE of "*" wipes a cluster: so every request about an index is preceded by this test.
+/// True when the name can only mean one index. Elasticsearch takes patterns, lists, `_all` and date expressions
+/// wherever it takes a name, and one DELETE of "*" wipes a cluster: so this test precedes every request about an index.
 ///
 /// Refused: the empty name, "." and "..", a leading "_", "-" or "+", control characters, white space, and
 /// * ? , < > | " \ # and the slash. Whether Elasticsearch takes the rest is its own affair.

@@ -18,12 +18,13 @@ struct JsonReply {
   qxVariantMapImpl map;
 };
 
-/// Each sends nothing when `*cancelFlag` (null: none) is already true, and the reply is then not good. Raised during the
-/// transfer it ends it at the next bytes that move.
-
 /// Good: the status is 200, and the body is a JSON object or empty.
+///
+/// Nothing is sent, and the reply is not good, when `*cancelFlag` (null: none) is already true. Raised during the
+/// transfer it ends it at the next bytes that move.
 JsonReply GetJson(http::HttpConnection& connection, const Url& url, const bool* cancelFlag);
-/// Sends compact JSON. Good: the status is 200, whatever the body.
+
+/// Sends compact JSON. Good: the status is 200, whatever the body. The flag works as above.
 JsonReply PutJson(http::HttpConnection& connection, const Url& url, const qxVariantMapImpl& body,
                   const bool* cancelFlag);
 
