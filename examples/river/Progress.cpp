@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <string>
 
 namespace {
 
@@ -35,9 +36,10 @@ void Progress::show(qx::uint64 done, qx::uint64 total) {
   std::snprintf(line, sizeof line, "[%s] %llu of %llu changes, %.0f per second, lag %llu", Bar(done, total).c_str(), done,
                 total, changesPerSecond(done, now), total > done ? total - done : 0);
   const bool terminal = isatty(STDOUT_FILENO) == 1;
-  if (line == mLine && !terminal) return;
-  if (!terminal && now - mLastShown < sPlainPeriod && done < total) return;
-  mLine = line;
+  const bool moved = done != mLastDone || total != mLastTotal;
+  if (!terminal && (!moved || (now - mLastShown < sPlainPeriod && done < total))) return;
+  mLastDone = done;
+  mLastTotal = total;
   mLastShown = now;
   std::printf(terminal ? "\r%s\033[K" : "%s\n", line);
   std::fflush(stdout);

@@ -3,7 +3,6 @@
 #include "netweft/netweft.h"
 
 #include <chrono>
-#include <string>
 
 /// A line on the terminal that shows how far all indexes together have got.
 class Progress {
@@ -22,5 +21,6 @@ class Progress {
   qx::uint64 mFirstDone = 0;
   Clock::time_point mStart;
   Clock::time_point mLastShown;
-  std::string mLine;
+  qx::uint64 mLastDone = 0;
+  qx::uint64 mLastTotal = 0;
 };
