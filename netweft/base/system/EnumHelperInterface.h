@@ -29,6 +29,7 @@ class NETWEFT_EXPORT EnumHelperInterface {
   const string& getTypeName() const noexcept { return *mTypeName; }
 
  protected:
+  /// `table` and `typeName` stay the caller's and must outlive the helper and its copies.
   EnumHelperInterface(int value, const NameTable& table, const string& typeName);
   /// White space around the name is ignored. A name that the table does not hold gives the value 0 and a warning
   /// line that names the type.
