@@ -23,7 +23,8 @@ TEST_F(IndexLifecycleTest, AnAbsentIndexIsCreated) {
 
 constexpr const char* sMetaBeforeDescriptor =
     R"("lastrefreshdate":"","lastrefreshseq":0,"mappinghash":"bqla+Xv9RDu2Zd2B9UuVRWd2q1c=","mappingrevision":"rev-a",)"
-    R"("mappingzip":"OAAAAHjaq1ZKqcxLzM1MVrJKS8wpTtVRKijKL0gtKslMLVayqlYqySzJSQUzKguAtFJJakWJUm1tLQBARxQ3","settingshash":"1T9TyvgGgcS+mgaHc+wsZOyt/x0=","sourcedbname":"db"})";
+    R"("mappingzip":"OAAAAHjaq1ZKqcxLzM1MVrJKS8wpTtVRKijKL0gtKslMLVayqlYqySzJSQUzKguAtFJJakWJUm1tLQBARxQ3",)"
+    R"("settingshash":"1T9TyvgGgcS+mgaHc+wsZOyt/x0=","sourcedbname":"db"})";
 
 TEST_F(IndexLifecycleTest, TheCreatingRequestHoldsSettingsMappingAndMeta) {
   ASSERT_TRUE(ensure());
@@ -226,7 +227,8 @@ TEST_F(IndexLifecycleTest, AWideningThatIsRefusedFallsBackOnRecreation) {
   EXPECT_TRUE(ensure());
   EXPECT_EQ(uuid(), "uuid-2");
   EXPECT_EQ(mLog.getLines(LT_Warning),
-            vector{Warning("Fail to update mapping ! HttpConnection error : bad html response code, got 400, expect 200 " +
+            vector{Warning("Fail to update mapping ! HttpConnection error : bad html response code, "
+                           "got 400, expect 200 " +
                            mEs.getScript().getUrl("/things/_doc/_mapping") + " Http return code 400 ")});
 }
 
