@@ -17,14 +17,14 @@ class ListenerFixture : public LibraryFixture {
  protected:
   using Listener = couch::ChangesListener;
 
-  static constexpr int64 sTimeoutMs = 20000;
+  static constexpr int64 sTimeoutMs = 60000;
   static constexpr long sNoDelay = -1;  ///< a reconnect delay that is over at once
 
   bool start(const string& db, long long since = 3, long reconnectDelay = sNoDelay) {
     return start(listener, db, since, reconnectDelay);
   }
   bool start(Listener& which, const string& db, long long since, long reconnectDelay = sNoDelay) {
-    return which.startListeningDb(db, since, FeedRecorder::Record, &recorder, Listener::RC_ChangesOnly, 10, 30,
+    return which.startListeningDb(db, since, FeedRecorder::Record, &recorder, Listener::RC_ChangesOnly, 60, 30,
                                   reconnectDelay);
   }
 
