@@ -14,6 +14,7 @@ enum SignatureError : int32 {
   SE_CannotSign = 2,        ///< the key holds no private half
   SE_UnknownAlgorithm = 3,  ///< no such digest
   SE_CryptoFailure = 4,     ///< the crypto library failed
+  SE_KeyMismatch = 5,       ///< the key's kind or curve is not the one that the algorithm wants
 };
 
 /// Hashes `data` and signs it: RSASSA-PKCS1-v1_5 with an RSA key, ECDSA with a key on a curve, whose result is r and s

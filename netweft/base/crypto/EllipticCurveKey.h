@@ -4,12 +4,12 @@
 
 namespace qx {
 
-/// The curves of the JWS algorithms ES256, ES384 and ES512.
+/// The curves of the JWS algorithms ES256, ES384 and ES512. The numbers are part of the binary interface.
 enum EllipticCurve : int32 {
   EC_Unknown = 0,
-  EC_P256 = 1,
-  EC_P384 = 2,
-  EC_P521 = 3,
+  EC_P256 = 3,
+  EC_P384 = 4,
+  EC_P521 = 5,
 };
 
 /// A key on one of those curves. Refused with `hasError`: an unknown curve, coordinates longer than the curve's field,
