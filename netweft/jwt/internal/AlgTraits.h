@@ -1,5 +1,6 @@
 #pragma once
 
+#include "netweft/base/crypto/AsymmetricKey.h"
 #include "netweft/base/crypto/HashType.h"
 #include "netweft/jwt/Alg.h"
 
@@ -12,6 +13,12 @@ struct AlgTraits {
   Alg alg;
   std::string_view name;
   HashType hash;
+
+  bool isHmac() const noexcept { return (alg & sHmacAlgs) != 0; }
+  /// The kind of key that an algorithm outside the HMAC family asks for.
+  AsymmetricKey::Kind getKeyKind() const noexcept {
+    return (alg & sRsaAlgs) != 0 ? AsymmetricKey::AK_Rsa : AsymmetricKey::AK_EllipticCurve;
+  }
 };
 
 /// Null unless `alg` is exactly one of the algorithms.
