@@ -38,6 +38,12 @@ void ExpectRefused(const EllipticCurveKey& key) {
   EXPECT_FALSE(key.canSign());
 }
 
+TEST(EllipticCurveKeyTest, TheNumbersOfTheCurvesAreFixed) {
+  EXPECT_EQ(static_cast<int>(EC_P256), 3);
+  EXPECT_EQ(static_cast<int>(EC_P384), 4);
+  EXPECT_EQ(static_cast<int>(EC_P521), 5);
+}
+
 TEST(EllipticCurveKeyTest, CoordinatesMakeAPublicKey) {
   for (const CurveCase& curve : kCurves) {
     const EllipticCurveKey key(curve.curve, GetX(curve), GetY(curve));
@@ -84,7 +90,7 @@ TEST(EllipticCurveKeyTest, ShortCoordinatesAreFilledWithZeros) {
 }
 
 TEST(EllipticCurveKeyTest, AnUnknownCurveIsRefused) {
-  for (const int curve : {0, 4, -1}) {
+  for (const int curve : {0, 1, 2, 6, -1}) {
     ExpectRefused(EllipticCurveKey(static_cast<EllipticCurve>(curve), GetX(kCurves[0]), GetY(kCurves[0])));
   }
 }

@@ -1,7 +1,8 @@
 #include "tests/base/PemKeys.h"
 
-#include "netweft/base/crypto/internal/OpenSslHandles.h"
+#include "netweft/base/crypto/internal/KeyMaterial.h"
 
+#include <openssl/core_names.h>
 #include <openssl/pem.h>
 
 namespace qx::test {
@@ -63,6 +64,16 @@ const PemKey& GetCurvePem(const string& curve) {
 const PemKey& GetEd25519Pem() {
   static const PemKey pem = ToPem(EvpPkeyPtr(EVP_PKEY_Q_keygen(nullptr, nullptr, "ED25519")).get());
   return pem;
+}
+
+string MakeRsaPublicPem(const bytes& n, const bytes& e) {
+  const BigNumberPtr modulus(BN_bin2bn(impl::ToUnsigned(n.data()), static_cast<int>(n.size()), nullptr));
+  const BigNumberPtr exponent(BN_bin2bn(impl::ToUnsigned(e.data()), static_cast<int>(e.size()), nullptr));
+  const impl::ParamBuilderPtr builder(OSSL_PARAM_BLD_new());
+  OSSL_PARAM_BLD_push_BN(builder.get(), OSSL_PKEY_PARAM_RSA_N, modulus.get());
+  OSSL_PARAM_BLD_push_BN(builder.get(), OSSL_PKEY_PARAM_RSA_E, exponent.get());
+  const impl::KeyMaterial key = impl::BuildPublicKey("RSA", *builder);
+  return ToPem([&](BIO* out) { return PEM_write_bio_PUBKEY(out, key.pkey.get()); });
 }
 
 bytes GetNumber(const string& pem, const char* name) {

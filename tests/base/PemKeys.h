@@ -20,6 +20,9 @@ const PemKey& GetCurvePem(const string& curve);
 /// A key of another kind.
 const PemKey& GetEd25519Pem();
 
+/// "BEGIN PUBLIC KEY" of any two numbers, good or bad.
+string MakeRsaPublicPem(const bytes& n, const bytes& e);
+
 /// The number that OpenSSL holds under that name, big-endian.
 bytes GetNumber(const string& pem, const char* name);
 

@@ -49,6 +49,7 @@ TEST(RSAKeyTest, AModulusHas2048To16384Bits) {
   EXPECT_FALSE(RSAKey(MakeModulus(16384), kExponent65537).hasError());
   ExpectRefused(MakeModulus(16385), kExponent65537);
   ExpectRefused(MakeModulus(16392), kExponent65537);
+  ExpectRefused(MakeModulus(32768), kExponent65537);
 }
 
 TEST(RSAKeyTest, AnEndlessModulusIsRefused) { ExpectRefused(bytes(10 << 20, '\xFF'), kExponent65537); }
@@ -122,6 +123,17 @@ TEST(RSAKeyTest, PemOfAnotherKindIsRefused) {
 }
 
 TEST(RSAKeyTest, AShortKeyInPemIsRefused) { ExpectRefused(RSAKey(test::GetRsaPem(1024).pkcs8)); }
+
+TEST(RSAKeyTest, HostileNumbersInPemAreRefused) {
+  EXPECT_FALSE(RSAKey(test::MakeRsaPublicPem(MakeModulus(2048), kExponent65537)).hasError());
+  ExpectRefused(RSAKey(test::MakeRsaPublicPem(MakeModulus(2048), {1})));
+  ExpectRefused(RSAKey(test::MakeRsaPublicPem(MakeModulus(2048), {2})));
+  ExpectRefused(RSAKey(test::MakeRsaPublicPem(MakeModulus(2047), kExponent65537)));
+  ExpectRefused(RSAKey(test::MakeRsaPublicPem(MakeModulus(32768), kExponent65537)));
+  bytes even = MakeModulus(2048);
+  even.back() = '\x5a';
+  ExpectRefused(RSAKey(test::MakeRsaPublicPem(even, kExponent65537)));
+}
 
 TEST(RSAKeyTest, WhatIsNoPemIsRefused) {
   ExpectRefused(RSAKey(string()));
