@@ -53,6 +53,18 @@ const PemKey& GetRsaPem(int bits) {
   return keys.emplace(bits, ToPem(key.get())).first->second;
 }
 
+string ToRsaPublicKeyPem(const PemKey& pem) {
+  const BioPtr text(BIO_new_mem_buf(pem.publicKey.data(), static_cast<int>(pem.publicKey.size())));
+  const EvpPkeyPtr key(PEM_read_bio_PUBKEY(text.get(), nullptr, nullptr, nullptr));
+  bytes der(static_cast<size_t>(i2d_PublicKey(key.get(), nullptr)));
+  unsigned char* cursor = impl::ToUnsigned(der.data());
+  i2d_PublicKey(key.get(), &cursor);
+  return ToPem([&](BIO* out) {
+    const unsigned char* data = impl::ToUnsigned(der.data());
+    return PEM_write_bio(out, "RSA PUBLIC KEY", "", data, static_cast<long>(der.size())) > 0 ? 1 : 0;
+  });
+}
+
 const PemKey& GetCurvePem(const string& curve) {
   static map<string, PemKey> keys;
   const auto found = keys.find(curve);

@@ -15,6 +15,8 @@ struct PemKey {
 
 /// One for each size, made at its first use.
 const PemKey& GetRsaPem(int bits);
+/// The public half of one, in its other form: BEGIN RSA PUBLIC KEY.
+string ToRsaPublicKeyPem(const PemKey& key);
 /// One for each curve, by OpenSSL's name.
 const PemKey& GetCurvePem(const string& curve);
 /// A key of another kind.

@@ -108,6 +108,14 @@ TEST(RSAKeyTest, PublicPemMakesAKeyThatOnlyVerifies) {
   EXPECT_FALSE(key.canSign());
 }
 
+TEST(RSAKeyTest, PublicPemOfTheOlderFormMakesAKeyToo) {
+  const string pem = test::ToRsaPublicKeyPem(test::GetRsaPem(2048));
+  ASSERT_NE(pem.find("BEGIN RSA PUBLIC KEY"), string::npos);
+  const RSAKey key(pem);
+  EXPECT_FALSE(key.hasError()) << key.getErrorMessage();
+  EXPECT_FALSE(key.canSign());
+}
+
 TEST(RSAKeyTest, EncryptedPemIsRefusedWithoutAskingForItsPassword) {
   const test::PemKey& pem = test::GetRsaPem(2048);
   ASSERT_NE(pem.encryptedPkcs8.find("ENCRYPTED"), string::npos);

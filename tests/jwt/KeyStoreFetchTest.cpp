@@ -1,4 +1,4 @@
-#include "netweft/http/HttpConnection.h"
+#include "netweft/http/HttpHelpers.h"
 #include "netweft/jwt/KeyStore.h"
 #include "tests/jwt/KeyStoreFixture.h"
 
@@ -35,7 +35,7 @@ TEST_F(KeyStoreFetchTest, TheSetIsFetchedByAPlainGet) {
   EXPECT_EQ(request.line, "GET /keys HTTP/1.1");
   EXPECT_EQ(request.body, "");
   // No body, and so no JSON in this direction.
-  EXPECT_TRUE(request.hasHeaderLine("Content-Type: application/octet-stream"));
+  EXPECT_EQ(request.getHeader("Content-Type"), "application/octet-stream");
 }
 
 TEST_F(KeyStoreFetchTest, AllFetchesGoOverOneKeptConnection) {
@@ -57,7 +57,8 @@ TEST_F(KeyStoreFetchTest, TheConnectionComesBackToThePoolWithItsOwnParameters) {
   KeyStore careless = makeStore(url(), false);
   EXPECT_TRUE(has(careless, "rsa"));
   const unique_ptr<http::HttpConnection> connection(pool.getHttpConnection("localhost", server->getPort()));
-  EXPECT_EQ(connection->getLastUrl(), url());
+  EXPECT_TRUE(http::HttpHelpers::HttpGet(*connection, url()));
+  EXPECT_EQ(server->getAcceptedConnections(), 2U);  // one verified, one not
   EXPECT_EQ(connection->getConnectionParameters().sslValidatePolicy, http::SVP_DefaultBehavior);
   EXPECT_EQ(connection->getConnectionParameters().proxyPolicy, http::PP_Default);
 }

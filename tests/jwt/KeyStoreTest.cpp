@@ -1,6 +1,7 @@
 #include "netweft/jwt/KeyStore.h"
 
 #include "netweft/base/crypto/DigestAsymmetric.h"
+#include "netweft/base/crypto/EllipticCurveKey.h"
 #include "netweft/base/system/qxMutex.h"
 #include "netweft/base/system/qxMutexLocker.h"
 #include "netweft/jwt/CreateJwt.h"
@@ -130,10 +131,10 @@ class KeyStoreVerifierTest : public KeyStoreTest {
   }
 
   string makeToken() {
-    qxVariantMapImpl claims;
-    claims["exp"] = NowSec() + 600;
+    qxVariantMapImpl made;
+    made["exp"] = NowSec() + 600;
     string token;
-    EXPECT_TRUE(CreateSignedJwt(claims, signer, ES256, token, 0));
+    EXPECT_TRUE(CreateSignedJwt(made, signer, ES256, token, 0));
     return token;
   }
 
@@ -197,7 +198,9 @@ TEST_F(KeyStoreTest, EightThreadsShareAStoreBehindALockOfTheHosts) {
         {
           const qxMutexLocker locker(mutex, true);
           key = store.getKeyFromId("rsa", RS256, nullptr);
-          if (round == 12) EXPECT_EQ(store.getKeyFromId("nobody", RS256, nullptr), nullptr);
+          if (round == 12) {
+            EXPECT_EQ(store.getKeyFromId("nobody", RS256, nullptr), nullptr);
+          }
         }
         // The key itself needs no lock.
         ASSERT_NE(key, nullptr);
