@@ -63,6 +63,27 @@ TEST_F(OnDocumentFetchedTest, WhatStandsBehindTheLastBraceIsCut) {
   EXPECT_EQ(mRecord.commandBytes, IndexCommandBytes("doc", 7));
 }
 
+// A batch of thousands of small documents would hold a buffer of 256 KiB for each.
+TEST_F(OnDocumentFetchedTest, ASmallDocumentLeavesTheLargeBufferWhereItIs) {
+  vector<char> buffer;
+  buffer.reserve(262144);
+  buffer.assign({'{', '}'});
+  OnDocumentFetched(*mConnection, 200, "", mHeaders, buffer, &mContext, &mRecord);
+  EXPECT_EQ(body(), "{}");
+  EXPECT_LE(mRecord.body.capacity(), 16U);
+  EXPECT_GE(buffer.capacity(), 262144U);
+}
+
+TEST_F(OnDocumentFetchedTest, ALargeDocumentIsTakenOverWithItsBuffer) {
+  vector<char> buffer(1000, 'x');
+  buffer.front() = '{';
+  buffer.back() = '}';
+  const char* const data = buffer.data();
+  OnDocumentFetched(*mConnection, 200, "", mHeaders, buffer, &mContext, &mRecord);
+  EXPECT_EQ(mRecord.body.data(), data);
+  EXPECT_EQ(mRecord.body.size(), 1000U);
+}
+
 TEST_F(OnDocumentFetchedTest, AnotherRevisionIsSkippedSinceALaterChangeBringsIt) {
   mHeaders["etag"] = "\"2-0123456789abcdef0123456789abcdef\"";
   complete(200, "{}");

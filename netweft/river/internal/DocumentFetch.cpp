@@ -32,6 +32,17 @@ void CutBehindLastBrace(vector<char>& body) {
   while (!body.empty() && body.back() != '}') body.pop_back();
 }
 
+/// A batch keeps thousands of documents: each in as much memory as its text needs. The connection's buffer has room for
+/// far more than most, so a text that fills less than half of it is copied and the buffer stays where it is.
+void TakeBody(ChangeRecord& record, vector<char>& body) {
+  CutBehindLastBrace(body);
+  if (body.size() < body.capacity() / 2) {
+    record.body.assign(body.begin(), body.end());
+  } else {
+    record.body.swap(body);
+  }
+}
+
 /// The bytes of the command that follows from a document, 0 when none does.
 uint64 DecideFetched(HttpMultiConnection& connection, FetchContext& context, ChangeRecord& record,
                      const qxVariantMapImpl& headers, vector<char>& body) {
@@ -43,8 +54,7 @@ uint64 DecideFetched(HttpMultiConnection& connection, FetchContext& context, Cha
     return 0;
   }
   etag.pop_back();
-  record.body.swap(body);
-  CutBehindLastBrace(record.body);
+  TakeBody(record, body);
   if (record.body.empty()) {
     LogError() << "Unexpected document size " << uint64{record.body.size()} << " for document " << record.id.toString()
                << " in db " << *context.dbName;
