@@ -93,7 +93,8 @@ void EchoLinux::drain() {
 }
 
 void EchoLinux::handleMessage(const ReceivedMessage& message) {
-  if (!mArrivalNs && IsEchoReply(mFamily, mIdentity, message.bytes)) mArrivalNs = message.stampNs;
+  if (mArrivalNs || !(message.source == mTarget)) return;
+  if (IsEchoReply(mFamily, mIdentity, message.bytes)) mArrivalNs = message.stampNs;
 }
 
 void EchoLinux::handleError(const QueuedError& error) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "netweft/base/system/qxFlag.h"
 #include "netweft/base/system/qxMutexLocker.h"
 #include "netweft/icmp/IcmpHostStatRetriever.h"
 #include "netweft/icmp/internal/EchoService.h"
@@ -18,6 +19,9 @@ class IcmpHostStatRetrieverDoor {
     const qxMutexLocker lock(retriever.mMutex, true);
     return retriever.mPendingParam;
   }
+
+  /// Any thread.
+  static bool IsStopping(const IcmpHostStatRetriever& retriever) { return ReadFlag(retriever.mStopping); }
 
   /// Wakes the thread for nothing, as the system may.
   static void Wake(IcmpHostStatRetriever& retriever) { retriever.mWake.wakeAll(); }

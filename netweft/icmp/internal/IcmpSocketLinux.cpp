@@ -226,6 +226,7 @@ bool IcmpSocket::receive(ReceivedMessage& message) {
     const ssize_t size = reception.receive(getFd(), 0);
     if (size >= 0) {
       message.bytes = skipIpHeader(static_cast<uint64>(size));
+      message.source = reception.getName();
       message.stampNs = reception.getStampNs();
       return true;
     }

@@ -28,6 +28,7 @@ class Descriptor {
 /// A message from the socket's receive queue. The bytes live until the socket is asked for the next.
 struct ReceivedMessage {
   IcmpBytes bytes;
+  IpAddress source;
   int64 stampNs = 0;  ///< when the kernel took it from the network, on the system's clock; 0 when it does not say
 };
 
@@ -55,7 +56,8 @@ class IcmpSocket {
   int getFd() const noexcept { return mSocket.get(); }
   bool isRaw() const noexcept { return mRaw; }
 
-  /// From here on only messages from this address arrive. These three give 0, or the system's error code.
+  /// From here on only messages from this address arrive on a raw socket; datagram sockets know no such rule. These three
+  /// give 0, or the system's error code.
   int connect(const IpAddress& target);
   int setTimeToLive(uint32 timeToLive);
   int send(const EchoMessage& message);
