@@ -49,21 +49,47 @@ bool MeasureDigits(const char* text, uint64 n, Base64CharSet charSet, uint64& di
   return digits % 4 != 1;
 }
 
+uint32 ByteOf(const char* text) { return static_cast<unsigned char>(*text); }
+
+/// Four digits of which none is missing, as 24 bits; negative when one is no digit.
+int DecodeGroup(const char* text, const Values& values) {
+  const int a = values[ByteOf(text)];
+  const int b = values[ByteOf(text + 1)];
+  const int c = values[ByteOf(text + 2)];
+  const int d = values[ByteOf(text + 3)];
+  return (a | b | c | d) < 0 ? -1 : a << 18 | b << 12 | c << 6 | d;
+}
+
+/// The two or three digits behind the last whole group, whose left-over bits must be 0.
+bool DecodeTail(const char* text, uint64 digits, const Values& values, char* out) {
+  const char group[4] = {text[0], text[1], digits == 3 ? text[2] : 'A', 'A'};
+  const int bits = DecodeGroup(group, values);
+  const int unused = digits == 3 ? 0xFF : 0xFFFF;
+  if (bits < 0 || (bits & unused) != 0) return false;
+  *out++ = static_cast<char>(bits >> 16);
+  if (digits == 3) *out = static_cast<char>(bits >> 8 & 0xFF);
+  return true;
+}
+
 bool DecodeDigits(const char* text, uint64 digits, const Values& values, bytes& out) {
-  out.reserve(digits / 4 * 3 + 2);
-  uint32 pending = 0;
-  unsigned int bits = 0;
-  for (uint64 i = 0; i < digits; ++i) {
-    const int value = values[static_cast<unsigned char>(text[i])];
-    if (value < 0) return false;
-    pending = pending << 6 | static_cast<uint32>(value);
-    bits += 6;
-    if (bits < 8) continue;
-    bits -= 8;
-    out.push_back(static_cast<char>(pending >> bits & 0xFF));
-    pending &= (1U << bits) - 1;
+  const uint64 tail = digits % 4;
+  out.resize(digits / 4 * 3 + (tail == 0 ? 0 : tail - 1));
+  char* to = out.data();
+  for (const char* end = text + (digits - tail); text != end; text += 4, to += 3) {
+    const int bits = DecodeGroup(text, values);
+    if (bits < 0) return false;
+    to[0] = static_cast<char>(bits >> 16);
+    to[1] = static_cast<char>(bits >> 8 & 0xFF);
+    to[2] = static_cast<char>(bits & 0xFF);
   }
-  return pending == 0;
+  return tail == 0 || DecodeTail(text, tail, values, to);
+}
+
+void EncodeGroup(uint32 bits, const Alphabet& alphabet, char* out) {
+  out[0] = alphabet[bits >> 18];
+  out[1] = alphabet[bits >> 12 & 0x3F];
+  out[2] = alphabet[bits >> 6 & 0x3F];
+  out[3] = alphabet[bits & 0x3F];
 }
 
 }  // namespace
@@ -71,16 +97,17 @@ bool DecodeDigits(const char* text, uint64 digits, const Values& values, bytes& 
 bool base64Encode(const char* data, uint64 n, string& out, Base64CharSet charSet) {
   if (!IsKnown(charSet)) return false;
   const Alphabet& alphabet = IsUrlSafe(charSet) ? kUrlSafe : kStandard;
-  string text;
-  text.reserve((n + 2) / 3 * 4);
-  uint32 pending = 0;
-  unsigned int bits = 0;
-  for (uint64 i = 0; i < n; ++i) {
-    pending = (pending << 8 | static_cast<unsigned char>(data[i])) & 0xFFFF;
-    for (bits += 8; bits >= 6; bits -= 6) text += alphabet[pending >> (bits - 6) & 0x3F];
+  const uint64 tail = n % 3;
+  string text((n + 2) / 3 * 4, '=');
+  char* to = text.data();
+  for (const char* end = data + (n - tail); data != end; data += 3, to += 4) {
+    EncodeGroup(ByteOf(data) << 16 | ByteOf(data + 1) << 8 | ByteOf(data + 2), alphabet, to);
   }
-  if (bits != 0) text += alphabet[pending << (6 - bits) & 0x3F];
-  while (IsPadded(charSet) && text.size() % 4 != 0) text += '=';
+  if (tail != 0) {
+    EncodeGroup(ByteOf(data) << 16 | (tail == 2 ? ByteOf(data + 1) << 8 : 0), alphabet, to);
+    for (uint64 i = tail + 1; i < 4; ++i) to[i] = '=';
+    if (!IsPadded(charSet)) text.resize(text.size() - (3 - tail));
+  }
   out.swap(text);
   return true;
 }
