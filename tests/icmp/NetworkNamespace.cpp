@@ -1,11 +1,15 @@
 #include "tests/icmp/NetworkNamespace.h"
 
+#include "netweft/base/system/qxStringUtils.h"
+
 #include <gtest/gtest.h>
 
+#include <arpa/inet.h>
 #include <fcntl.h>
 #include <sched.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -13,6 +17,25 @@
 #include <thread>
 
 namespace qx::test {
+
+namespace {
+
+/// Of the calling thread's namespace. The table's lines begin with the address and the length of its prefix in hexadecimal
+/// digits.
+bool HasLocalRoute(const string& address) {
+  in6_addr binary{};
+  inet_pton(AF_INET6, address.c_str(), &binary);
+  string wanted;
+  qxStringUtils::ToHex(reinterpret_cast<const char*>(&binary), sizeof(binary), wanted);
+  qxStringUtils::toLower(wanted);
+  std::ifstream table("/proc/thread-self/net/ipv6_route");
+  for (string line; std::getline(table, line);) {
+    if (qxStringUtils::StartsWith(line, wanted + " 80 ")) return true;
+  }
+  return false;
+}
+
+}  // namespace
 
 unique_ptr<NetworkNamespace> NetworkNamespace::Create() {
   int fd = -1;
@@ -43,6 +66,17 @@ void NetworkNamespace::ip(const string& family, const vector<string>& lines) con
     ASSERT_NE(tool, nullptr);
     for (const string& line : lines) std::fprintf(tool, "%s\n", line.c_str());
     EXPECT_EQ(pclose(tool), 0) << (lines.empty() ? "" : lines.front());
+  });
+}
+
+void NetworkNamespace::addAddressV6(const string& address, int prefixLength, const string& device) const {
+  ip("-6", {"addr add " + address + "/" + std::to_string(prefixLength) + " dev " + device + " nodad"});
+  run([&] {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    while (!HasLocalRoute(address)) {
+      ASSERT_LT(std::chrono::steady_clock::now(), end) << address;
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
   });
 }
 

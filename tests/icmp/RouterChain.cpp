@@ -43,9 +43,9 @@ void RouterChain::connect(int left) {
   const auto& rightNode = *mNodes.at(left + 1);
   leftNode.ip("-4", {"link add right type veth peer name left netns " + rightNode.getPath(), "link set right up",
                      "addr add " + V4(left, 1) + "/24 dev right"});
-  leftNode.ip("-6", {"addr add " + V6(left, 1) + "/64 dev right nodad"});
   rightNode.ip("-4", {"link set left up", "addr add " + V4(left, 2) + "/24 dev left"});
-  rightNode.ip("-6", {"addr add " + V6(left, 2) + "/64 dev left nodad"});
+  leftNode.addAddressV6(V6(left, 1), 64, "right");
+  rightNode.addAddressV6(V6(left, 2), 64, "left");
 }
 
 void RouterChain::addRoutes(int node) {

@@ -39,7 +39,7 @@ string ToHex(int number) {
 TunRouter::TunRouter(const NetworkNamespace& network, Policy policy) : mPolicy(std::move(policy)) {
   network.run([this] { mDevice = OpenDevice(); });
   network.ip("-4", {"link set tun0 txqueuelen 5000", "link set tun0 up", "addr add 10.200.0.1/16 dev tun0"});
-  network.ip("-6", {"addr add fd02::1/64 dev tun0 nodad"});
+  network.addAddressV6("fd02::1", 64, sDevice);
   mThread = std::thread([this] { route(); });
 }
 
