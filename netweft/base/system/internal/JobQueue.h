@@ -1,0 +1,77 @@
+#pragma once
+
+#include "netweft/base/system/internal/PollUntilDone.h"
+#include "netweft/base/system/internal/TakeFront.h"
+#include "netweft/base/system/internal/WorkerPool.h"
+
+namespace qx::impl {
+
+/// Jobs that wait for the workers of a pool, in the order of their keys, and the count of those asked for and done.
+/// `Jobs` is an ordered set or map.
+///
+/// Operations named "...Held" are called with the pool's mutex held; the others take it. A copy is a queue of its own
+/// over the same pool: it starts with the same jobs and counts, and sees nothing of what happens to its source.
+template <class Jobs>
+class JobQueue {
+ public:
+  /// `pool` must outlive the queue. Every change that somebody may wait for wakes all on `pool.wake`.
+  explicit JobQueue(WorkerPool& pool) noexcept : mPool(&pool) {}
+  JobQueue(const JobQueue& other) : JobQueue(other, qxMutexLocker(other.mPool->mutex, true)) {}
+  JobQueue& operator=(const JobQueue&) = delete;
+  ~JobQueue() = default;
+
+  /// Counts `job` if no job of its key waits; otherwise the one that waits stays as it is. Wakes nobody.
+  void addHeld(const typename Jobs::value_type& job) {
+    if (mWaiting.insert(job).second) ++mTotal;
+  }
+
+  /// Moves up to `limit` jobs from the front into `batch`.
+  void takeHeld(Jobs& batch, uint64 limit) noexcept { TakeFront(mWaiting, batch, limit); }
+
+  /// `count` jobs that were taken are done, whatever became of them.
+  void finishHeld(uint64 count) noexcept {
+    mDone += count;
+    if (areAllDoneHeld()) mPool->wake.wakeAll();
+  }
+
+  bool isEmptyHeld() const noexcept { return mWaiting.empty(); }
+  bool areAllDoneHeld() const noexcept { return mDone == mTotal; }
+  bool isCancelledHeld() const noexcept { return mCancelled; }
+  /// Jobs that were asked for and are not done: waiting or in a worker's hands.
+  uint64 countUndoneHeld() const noexcept { return mTotal - mDone; }
+
+  /// Drops what waits. What was taken goes on. The queue stays cancelled for good.
+  void cancel() {
+    Jobs dropped;
+    const qxMutexLocker lock(mPool->mutex, true);
+    mTotal -= mWaiting.size();
+    mCancelled = true;
+    dropped.swap(mWaiting);
+    mPool->wake.wakeAll();
+  }
+
+  /// Blocks until every job is done, and cancels when `*cancelFlag` (null: none) is seen raised, which is looked at
+  /// every 150 ms. True if the queue was never cancelled. Not from a worker's thread, whose own batch is never done.
+  bool waitUntilAllDone(const bool* cancelFlag) {
+    PollUntilDone(
+        mPool->mutex, mPool->wake, 150, cancelFlag, [this] { return areAllDoneHeld(); }, [this] { cancel(); });
+    const qxMutexLocker lock(mPool->mutex, true);
+    return !mCancelled;
+  }
+
+ private:
+  JobQueue(const JobQueue& other, const qxMutexLocker&)
+      : mPool(other.mPool),
+        mWaiting(other.mWaiting),
+        mDone(other.mDone),
+        mTotal(other.mTotal),
+        mCancelled(other.mCancelled) {}
+
+  WorkerPool* mPool;
+  Jobs mWaiting;
+  uint64 mDone = 0;
+  uint64 mTotal = 0;
+  bool mCancelled = false;
+};
+
+}  // namespace qx::impl

@@ -1,0 +1,27 @@
+#include "netweft/base/system/internal/WorkerPool.h"
+
+#include "netweft/base/system/qxMutexLocker.h"
+
+namespace qx::impl {
+
+void WorkerPool::add(unique_ptr<WorkerThread> worker) {
+  WorkerThread& started = *worker;
+  {
+    const qxMutexLocker lock(mutex, true);
+    mWorkers.push_back(std::move(worker));
+  }
+  started.startThread(nullptr);
+}
+
+void WorkerPool::stop() {
+  // The list keeps its entries until all are joined: workers that still run may ask who is busy.
+  for (size_t i = 0; i < mWorkers.size(); ++i) mWorkers[i]->stop();
+  const qxMutexLocker lock(mutex, true);
+  mWorkers.clear();
+}
+
+bool WorkerPool::isAnyBusy() const noexcept {
+  return std::any_of(mWorkers.begin(), mWorkers.end(), [](const auto& worker) { return worker->isBusy(); });
+}
+
+}  // namespace qx::impl

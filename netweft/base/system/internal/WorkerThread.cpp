@@ -1,0 +1,67 @@
+#include "netweft/base/system/internal/WorkerThread.h"
+
+#include "netweft/base/system/internal/WorkerPool.h"
+#include "netweft/base/system/qxFlag.h"
+#include "netweft/base/system/qxLogObject.h"
+#include "netweft/base/system/qxMutexLocker.h"
+
+#include <exception>
+
+namespace qx::impl {
+
+bool WorkerThread::isStopRequested() const noexcept { return ReadFlag(mStop); }
+
+void WorkerThread::run() {
+  SetCurrentThreadName(mName);
+  qxMutexLocker lock(mPool.mutex, true);
+  while (!isStopRequested()) {
+    switch (take()) {
+      case T_Wait:
+        guard([this] { onIdle(); });
+        mPool.wake.wait(&mPool.mutex, qxWaitCondition::sNoLimit);
+        break;
+      case T_Again:
+        lock.unlock();
+        std::this_thread::yield();
+        lock.lock();
+        break;
+      case T_Batch:
+        mBusy = true;
+        lock.unlock();
+        guard([this] { serveBatch(); });
+        lock.lock();
+        mBusy = false;
+        guard([this] { finishBatch(); });
+        break;
+    }
+  }
+  lock.unlock();
+  guard([this] { onEnd(); });
+}
+
+WorkerThread::Taking WorkerThread::take() {
+  Taking taking = T_Wait;
+  guard([&] { taking = takeBatch(); });
+  return taking;
+}
+
+void WorkerThread::guard(const std::function<void()>& body) noexcept {
+  try {
+    body();
+  } catch (const std::exception& error) {
+    LogError() << "A worker thread met an exception: " << error.what();
+  } catch (...) {
+    LogError() << "A worker thread met an unknown exception";
+  }
+}
+
+void WorkerThread::stop() {
+  {
+    const qxMutexLocker lock(mPool.mutex, true);
+    StoreFlag(mStop, true);
+    mPool.wake.wakeAll();
+  }
+  waitThread(sNoLimit);
+}
+
+}  // namespace qx::impl
