@@ -46,5 +46,14 @@ TEST(KeySetReaderMemoryTest, WithoutMemoryTheCallerIsToldAndNoKeyIsRejectedForIt
   EXPECT_GT(failures, 10U);
 }
 
+TEST(KeySetReaderMemoryTest, AKeyThatIsThereAlreadyIsNotParsedAgain) {
+  const qxVariantMapImpl keySet = Parse(MakeKeySet({RsaMembers("rsa"), CurveMembers("curve")}));
+  KeyRecords records;
+  ReadKeySet(keySet, records);
+  const size_t before = qx::test::CountAllocations();
+  ReadKeySet(keySet, records);
+  EXPECT_EQ(qx::test::CountAllocations(), before);
+}
+
 }  // namespace
 }  // namespace qx::jwt

@@ -115,7 +115,7 @@ TEST_F(KeySetReaderTest, OfTwoElementsWithOneIdentifierTheFirstCounts) {
   EXPECT_TRUE(hasKey("other"));
 }
 
-TEST_F(KeySetReaderTest, AKeyThatIsThereAlreadyIsNotParsedAgain) {
+TEST_F(KeySetReaderTest, AKeyThatIsThereAlreadyStaysTheSameObject) {
   read(MakeKeySet({RsaMembers("k")}));
   const AsymmetricKey* const first = find("k")->key.get();
   read(MakeKeySet({CurveMembers("k")}));
