@@ -48,6 +48,12 @@ class EchoServiceLinuxTest : public testing::TestWithParam<Way> {
   }
 
   static Delivery Packet(const IpPacket& packet, double afterMs = 0) { return {afterMs, BuildPacket(packet)}; }
+  static Delivery MakeExpiry(const IpPacket& cause, double afterMs = 0) {
+    return Packet(MakeError(cause, RouterAddress(), Family() == IcmpFamily::V4 ? 11 : 3, 0), afterMs);
+  }
+  static Delivery MakeUnreachable(const IpPacket& cause) {
+    return Packet(MakeError(cause, RouterAddress(), Family() == IcmpFamily::V4 ? 3 : 1, 0));
+  }
 
   static inline unique_ptr<NetworkNamespace> network;
   unique_ptr<TunRouter> router;
@@ -74,8 +80,7 @@ TEST_P(EchoServiceLinuxTest, AnEchoCarriesThirtyTwoBytesUnfragmentedAtFullRange)
 
 TEST_P(EchoServiceLinuxTest, EachEchoHasItsTimeToLiveAndTheNextSequence) {
   route([](const IpPacket& request) {
-    if (request.timeToLive < 4) return Deliveries{Packet(MakeError(request, RouterAddress(), Family() == IcmpFamily::V4 ? 11 : 3, 0))};
-    return Deliveries{Packet(MakeReply(request))};
+    return Deliveries{request.timeToLive < 4 ? MakeExpiry(request) : Packet(MakeReply(request))};
   });
   EXPECT_EQ(RunOne({sPatientMs, 350, true}), "4 hops");
   const vector<IpPacket> requests = router->getRequests();
@@ -158,8 +163,7 @@ TEST_P(EchoServiceLinuxTest, ADoubledReplyIsCreditedOnce) {
 TEST_P(EchoServiceLinuxTest, ADoubledExpiryClimbsOneHopAlone) {
   route([](const IpPacket& request) {
     if (request.timeToLive == 4) return Deliveries{Packet(MakeReply(request))};
-    const IpPacket error = MakeError(request, RouterAddress(), Family() == IcmpFamily::V4 ? 11 : 3, 0);
-    return Deliveries{Packet(error), Packet(error), Packet(error, 1)};
+    return Deliveries{MakeExpiry(request), MakeExpiry(request), MakeExpiry(request, 1)};
   });
   EXPECT_EQ(RunOne({sPatientMs, 350, true}), "4 hops");
   EXPECT_EQ(router->getRequests().size(), 4U);
@@ -227,12 +231,12 @@ TEST_P(EchoServiceLinuxTest, ErrorsAboutForeignEchoesAreNotCredited) {
       IpPacket other = request;
       ++other.message[changed];
       for (int copy = 0; copy < 50; ++copy) {
-        deliveries.push_back(Packet(MakeError(other, RouterAddress(), Family() == IcmpFamily::V4 ? 3 : 1, 0)));
+        deliveries.push_back(MakeUnreachable(other));
       }
     }
     IpPacket elsewhere = request;
     elsewhere.destination = Host(77);
-    deliveries.push_back(Packet(MakeError(elsewhere, RouterAddress(), Family() == IcmpFamily::V4 ? 3 : 1, 0)));
+    deliveries.push_back(MakeUnreachable(elsewhere));
     deliveries.push_back(Packet(MakeReply(request), 30));
     return deliveries;
   });
@@ -241,13 +245,11 @@ TEST_P(EchoServiceLinuxTest, ErrorsAboutForeignEchoesAreNotCredited) {
 
 TEST_P(EchoServiceLinuxTest, ForeignErrorsDoNotFailTheNextSend) {
   route([](const IpPacket& request) {
-    const bool v4 = Family() == IcmpFamily::V4;
     IpPacket other = request;
     ++other.message[5];
-    const Delivery foreign = Packet(MakeError(other, RouterAddress(), v4 ? 3 : 1, v4 ? 1 : 0));
+    const Delivery foreign = MakeUnreachable(other);
     Deliveries deliveries(20, foreign);
-    deliveries.push_back(request.timeToLive < 5 ? Packet(MakeError(request, RouterAddress(), v4 ? 11 : 3, 0))
-                                                : Packet(MakeReply(request)));
+    deliveries.push_back(request.timeToLive < 5 ? MakeExpiry(request) : Packet(MakeReply(request)));
     deliveries.insert(deliveries.end(), 20, foreign);
     return deliveries;
   });
@@ -315,7 +317,7 @@ TEST_P(EchoServiceLinuxTest, DelayDropsDoublesAndDisorderLeaveTheBestOnTop) {
   });
   vector<string> names;
   for (int number = 99; number >= 2; --number) names.push_back(Host(number));
-  const Results results = Run(names, {3000, 350, false});
+  const Results results = Run(names, {1500, 350, false});
   ASSERT_EQ(results.size(), names.size());
   const Results best = IcmpHostStatRetriever::GetBestResults(results);
   ASSERT_FALSE(best.empty());
@@ -371,7 +373,7 @@ TEST_P(EchoServiceLinuxTest, ASystemThatRefusesTheSendIsQuoted) {
   EXPECT_EQ(results[0].errorMessage, "101 : Network is unreachable");
 }
 
-TEST_P(EchoServiceLinuxTest, TheThisHostAnswersItself) {
+TEST_P(EchoServiceLinuxTest, ThisMachineAnswersItself) {
   const Results results = Run({Family() == IcmpFamily::V4 ? "127.0.0.1" : "::1"}, {sPatientMs, 350, true});
   ASSERT_EQ(results.size(), 1U);
   EXPECT_EQ(results[0].hops, 1U);

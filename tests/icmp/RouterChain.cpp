@@ -18,8 +18,10 @@ void Prepare(const NetworkNamespace& node) {
   node.set("ipv6/conf/default/accept_dad", "0");
   node.set("ipv6/conf/all/forwarding", "1");
   node.set("ipv4/ip_forward", "1");
-  // Else a router falls silent after six errors.
+  // Else a router falls silent after six errors. The mask is there because a limit of 0 alone still uses up the tokens
+  // that refusals of a route are paid with.
   node.set("ipv4/icmp_ratelimit", "0");
+  node.set("ipv4/icmp_ratemask", "0");
   node.set("ipv6/icmp/ratelimit", "0");
   if (!RouterChain::HasOwnErrorBudget()) return;
   node.set("ipv4/icmp_msgs_per_sec", "1000000");

@@ -61,7 +61,7 @@ TEST_P(RouterChainTest, WithoutASearchASuccessShowsTheFullRange) {
 
 TEST_P(RouterChainTest, ManySearchesForOneHostDoNotDisturbEachOther) {
   const string target = RouterChain::GetAddress(Family(), 6);
-  const uint64 count = RouterChain::HasOwnErrorBudget() ? 300 : 40;
+  const uint64 count = RouterChain::HasOwnErrorBudget() ? 100 : 40;
   EXPECT_EQ(Run(vector<string>(count, target), {sPatientMs, 350, true}), vector<string>(count, target + ": 6"));
 }
 
