@@ -38,6 +38,7 @@
 #include "netweft/http/HttpConnectionPool.h"
 #include "netweft/http/HttpHelpers.h"
 #include "netweft/http/HttpMultiConnection.h"
+#include "netweft/icmp/IcmpHostStatRetriever.h"
 #include "netweft/jwt/CreateJwt.h"
 #include "netweft/jwt/KeyStore.h"
 #include "netweft/jwt/LocalKeyStore.h"
