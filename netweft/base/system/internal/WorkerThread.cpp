@@ -17,7 +17,7 @@ void WorkerThread::run() {
   while (!isStopRequested()) {
     switch (take()) {
       case T_Wait:
-        guard([this] { onIdle(); });
+        Guard([this] { onIdle(); });
         mPool.wake.wait(&mPool.mutex, qxWaitCondition::sNoLimit);
         break;
       case T_Again:
@@ -28,26 +28,26 @@ void WorkerThread::run() {
       case T_Batch:
         mBusy = true;
         lock.unlock();
-        guard([this] { serveBatch(); });
+        Guard([this] { serveBatch(); });
         lock.lock();
         mBusy = false;
-        guard([this] { finishBatch(); });
+        Guard([this] { finishBatch(); });
         break;
     }
   }
   lock.unlock();
-  guard([this] { onEnd(); });
+  Guard([this] { onEnd(); });
 }
 
-WorkerThread::Taking WorkerThread::take() {
+WorkerThread::Taking WorkerThread::take() noexcept {
   Taking taking = T_Wait;
-  guard([&] { taking = takeBatch(); });
+  Guard([&] { taking = takeBatch(); });
   return taking;
 }
 
-void WorkerThread::guard(const std::function<void()>& body) noexcept {
+void WorkerThread::LogCurrentException() noexcept {
   try {
-    body();
+    throw;
   } catch (const std::exception& error) {
     LogError() << "A worker thread met an exception: " << error.what();
   } catch (...) {

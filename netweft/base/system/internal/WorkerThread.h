@@ -2,7 +2,7 @@
 
 #include "netweft/base/system/qxThread.h"
 
-#include <functional>
+#include <utility>
 
 namespace qx::impl {
 
@@ -49,15 +49,27 @@ class WorkerThread : public qxThread {
   /// Any thread, with and without the lock.
   bool isStopRequested() const noexcept;
 
+  /// Runs `body`, and logs what it throws: for calls of the host's callbacks, so that one that throws costs no other
+  /// its turn.
+  template <class Body>
+  static void Guard(Body&& body) noexcept {
+    try {
+      std::forward<Body>(body)();
+    } catch (...) {
+      LogCurrentException();
+    }
+  }
+
   void run() final;
 
  private:
   friend class WorkerPool;
 
+  static void LogCurrentException() noexcept;
+
   /// Asks for the end, wakes the pool and joins. From any other thread, without the lock.
   void stop();
-  Taking take();
-  void guard(const std::function<void()>& body) noexcept;
+  Taking take() noexcept;
 
   WorkerPool& mPool;
   const char* const mName;

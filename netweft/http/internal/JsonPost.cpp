@@ -1,0 +1,57 @@
+#include "netweft/http/internal/JsonPost.h"
+
+#include "netweft/addressing/Url.h"
+#include "netweft/http/HttpConnection.h"
+#include "netweft/http/internal/CurlEasy.h"
+
+#include <algorithm>
+
+namespace qx::http::impl {
+
+namespace {
+
+constexpr long sGoodStatus = 200;
+
+JsonPost& ToPost(void* post) noexcept { return *static_cast<JsonPost*>(post); }
+
+int GoOn(void*, curl_off_t, curl_off_t, curl_off_t, curl_off_t) noexcept { return 0; }
+
+}  // namespace
+
+bool JsonPost::perform(HttpConnection& connection, const Url& url) {
+  const bool good = connection.getHttpData(url, {}, sGoodStatus, SetUp, this);
+  mFailure.rethrow();
+  return good;
+}
+
+int JsonPost::SetUp(void* curlHandle, void* post, list<string>& headers) {
+  CURL* const handle = curlHandle;
+  JsonPost& self = ToPost(post);
+  self.mReadPosition = 0;
+  self.response.clear();
+  headers.emplace_back("Content-Type: application/json");
+  int failed = SetFunction(handle, CURLOPT_WRITEFUNCTION, OnWrite);
+  failed |= SetFunction(handle, CURLOPT_READFUNCTION, OnRead);
+  failed |= SetFunction(handle, CURLOPT_XFERINFOFUNCTION, GoOn);
+  failed |= SetLong(handle, CURLOPT_POST, 1);
+  failed |= SetLong(handle, CURLOPT_POSTFIELDSIZE, static_cast<long>(self.body.size()));
+  return failed;
+}
+
+size_t JsonPost::OnWrite(char* data, size_t size, size_t count, void* post) noexcept {
+  JsonPost& self = ToPost(post);
+  return self.mFailure.run(size_t{0}, [&] {
+    self.response.append(data, size * count);
+    return size * count;
+  });
+}
+
+size_t JsonPost::OnRead(char* buffer, size_t size, size_t count, void* post) noexcept {
+  JsonPost& self = ToPost(post);
+  const size_t n = std::min(size * count, self.body.size() - self.mReadPosition);
+  std::copy_n(self.body.data() + self.mReadPosition, n, buffer);
+  self.mReadPosition += n;
+  return n;
+}
+
+}  // namespace qx::http::impl
