@@ -22,11 +22,18 @@ int64 GetSystemNs() {
   return std::chrono::duration_cast<nanoseconds>(std::chrono::system_clock::now().time_since_epoch()).count();
 }
 
+/// Who answers for `target`: this machine does for the unspecified address.
+IpAddress GetPeer(const IpAddress& target) {
+  const bool v4 = target.getType() == IpAddress::IPT_IPv4;
+  const IpAddress unspecified(v4 ? "0.0.0.0" : "::", target.getType());
+  return target == unspecified ? IpAddress(v4 ? "127.0.0.1" : "::1", target.getType()) : target;
+}
+
 }  // namespace
 
 EchoLinux::EchoLinux(IcmpSocket socket, const IpAddress& target, uint16 sequence)
     : mSocket(std::move(socket)),
-      mTarget(target),
+      mTarget(GetPeer(target)),
       mFamily(target.getType() == IpAddress::IPT_IPv4 ? IcmpFamily::V4 : IcmpFamily::V6),
       mIdentity{mSocket.getIdentifier(), static_cast<uint16>(sequence - 1)} {}
 
