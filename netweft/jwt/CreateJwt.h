@@ -5,9 +5,9 @@
 #include "netweft/base/system/qxVariant.h"
 #include "netweft/jwt/Alg.h"
 
-/// Makes tokens: three segments with dots between them, each in base64 with the URL-safe alphabet and no padding. Header
-/// and claims are signed and never encrypted: whoever holds a token can read them. Any thread, as long as nobody changes
-/// the claims and the key meanwhile.
+/// Makes tokens: three segments with dots between them, each in base64 with the URL-safe alphabet and no padding.
+/// Header and claims are signed and never encrypted: whoever holds a token can read them. Any thread, as long as nobody
+/// changes the claims and the key meanwhile.
 namespace qx::jwt {
 
 /// The longest time from a token's "iat" to its "exp".
@@ -23,11 +23,12 @@ enum HeaderFlag : int32 {
 /// Unix time in whole seconds, as "iat", "nbf" and "exp" count.
 NETWEFT_EXPORT int64 NowSec();
 
-/// Makes a token that is protected by an HMAC under `key`, which must not be empty. `alg` is `HS256`, `HS384` or `HS512`;
-/// `headerFlags` are `HeaderFlag`s.
+/// Makes a token that is protected by an HMAC under `key`, which must not be empty. `alg` is `HS256`, `HS384` or
+/// `HS512`; `headerFlags` are `HeaderFlag`s.
 ///
-/// `claims` must hold "exp", from "iat" on (that very second among them) to `sMaxLifetimeSec` behind it. A missing "iat"
-/// is put into `claims` as now, a missing "nbf" as the value of "iat"; both may have been put there before a failure.
+/// `claims` must hold "exp", from "iat" on (that very second among them) to `sMaxLifetimeSec` behind it. A missing
+/// "iat" is put into `claims` as now, a missing "nbf" as the value of "iat"; both may have been put there before a
+/// failure.
 ///
 /// False when the token could not be made, which leaves `token` as it was. Only an "exp" out of its range is logged.
 NETWEFT_EXPORT bool CreateHashedJwt(qxVariantMapImpl& claims, const string& key, Alg alg, string& token,

@@ -5,8 +5,8 @@
 
 namespace qx::jwt {
 
-/// Where a `Verifier` finds the public key of a signed token. Implemented by the key stores, and by hosts with stores of
-/// their own. Whether several threads may ask at once is each implementation's word; a `Verifier` takes no lock.
+/// Where a `Verifier` finds the public key of a signed token. Implemented by the key stores, and by hosts with stores
+/// of their own. Whether several threads may ask at once is each implementation's word; a `Verifier` takes no lock.
 class NETWEFT_EXPORT KeyProvider {
  public:
   /// The key that the token's header calls `kid` (which may be empty, and is a stranger's text), for one algorithm.

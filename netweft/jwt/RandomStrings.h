@@ -3,8 +3,8 @@
 #include "netweft/base/system/NetweftExport.h"
 #include "netweft/base/system/qxTypes.h"
 
-/// Random text for nonces, identifiers and salts, from the private generator of the crypto library. `n` counts the random
-/// bytes, not the characters of the result. Any thread.
+/// Random text for nonces, identifiers and salts, from the private generator of the crypto library. `n` counts the
+/// random bytes, not the characters of the result. Any thread.
 namespace qx::jwt {
 
 /// In base64 with the URL-safe alphabet and no padding. 0 counts as 1.

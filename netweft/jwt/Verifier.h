@@ -34,9 +34,10 @@ class NETWEFT_EXPORT Verifier {
   /// Wipes the secret.
   ~Verifier();
 
-  /// Replaces what is trusted; the old secret is wiped first. Only the mask decides what is accepted: both a secret and a
-  /// provider may be given. `keyProvider` stays the caller's and must outlive its use here; null when no signed tokens
-  /// are expected. `allowedAlgs` is a mask of `Alg`. With `skipTimeChecks` neither "exp" nor "iat" nor "nbf" is looked at.
+  /// Replaces what is trusted; the old secret is wiped first. Only the mask decides what is accepted: both a secret and
+  /// a provider may be given. `keyProvider` stays the caller's and must outlive its use here; null when no signed
+  /// tokens are expected. `allowedAlgs` is a mask of `Alg`. With `skipTimeChecks` neither "exp" nor "iat" nor "nbf" is
+  /// looked at.
   ///
   /// Any text may be a secret. A host that allows an HMAC algorithm and gives as secret what others know too (a public
   /// key, say) accepts what anybody makes.
@@ -45,11 +46,11 @@ class NETWEFT_EXPORT Verifier {
   void clearClientInfo();
 
   /// True when the signature holds and, unless they are skipped, the times do. `claims` is then the token's payload;
-  /// whatever it held before is gone. A rejection for its times leaves the payload there too, for the signature has held;
-  /// any other rejection leaves `claims` untouched. `cause` may be null; it is 0 on success.
+  /// whatever it held before is gone. A rejection for its times leaves the payload there too, for the signature has
+  /// held; any other rejection leaves `claims` untouched. `cause` may be null; it is 0 on success.
   ///
-  /// All times have a leeway of 120 seconds. The first form takes the time from the clock, the second from `nowSec` (Unix
-  /// time). `data` need not be terminated and may be null when `size` is 0.
+  /// All times have a leeway of 120 seconds. The first form takes the time from the clock, the second from `nowSec`
+  /// (Unix time). `data` need not be terminated and may be null when `size` is 0.
   bool validateJwt(const string& token, qxVariantMapImpl& claims, RejectCause* cause) const;
   bool validateJwt(const char* data, uint64 size, qxVariantMapImpl& claims, RejectCause* cause) const;
   bool validateJwtWithTimeBase(const string& token, qxVariantMapImpl& claims, int64 nowSec, RejectCause* cause) const;
@@ -57,8 +58,8 @@ class NETWEFT_EXPORT Verifier {
                                RejectCause* cause) const;
 
   /// Reads a token without trusting it, for example to look at "iss" before choosing a verifier. `payload` may be null,
-  /// and is then not looked at. False when it is malformed; `header` and `payload` are then replaced only as far as each
-  /// could be read.
+  /// and is then not looked at. False when it is malformed; `header` and `payload` are then replaced only as far as
+  /// each could be read.
   static bool ExtractJwtContentNoValidation(const char* data, uint64 size, qxVariantMapImpl& header,
                                             qxVariantMapImpl* payload);
 

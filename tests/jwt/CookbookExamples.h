@@ -2,8 +2,8 @@
 
 #include <string>
 
-/// The worked examples of RFC 7520, section 4, in the algorithms that are known here (4.1, 4.3 and 4.4; 4.2 is PSS): keys,
-/// signing inputs and signatures, as it prints them. One payload, which is plain text.
+/// The worked examples of RFC 7520, section 4, in the algorithms that are known here (4.1, 4.3 and 4.4; 4.2 is PSS):
+/// keys, signing inputs and signatures, as it prints them. One payload, which is plain text.
 namespace qx::jwt::test {
 
 inline const std::string kCookbookPayload =

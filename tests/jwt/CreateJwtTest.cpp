@@ -1,7 +1,6 @@
 #include "netweft/jwt/CreateJwt.h"
 
 #include "netweft/base/crypto/DigestAsymmetric.h"
-#include "netweft/base/system/internal/Clock.h"
 #include "netweft/base/system/qxSystemUtils.h"
 #include "tests/base/PemKeys.h"
 #include "tests/jwt/TokenSupport.h"
@@ -210,7 +209,8 @@ TEST(CreateJwtTest, AKeyThatCannotSignFailsBeforeAnythingIsAdded) {
 
 TEST(CreateJwtTest, AKeyOfAnotherKindFailsWhereItWouldSign) {
   const LogCapture log;
-  const vector<pair<Alg, Alg>> mismatches{{RS256, ES256}, {ES256, RS256}, {ES256, ES384}, {ES384, ES512}, {ES512, ES256}};
+  const vector<pair<Alg, Alg>> mismatches{
+      {RS256, ES256}, {ES256, RS256}, {ES256, ES384}, {ES384, ES512}, {ES512, ES256}};
   for (const auto& [keyOf, alg] : mismatches) {
     qxVariantMapImpl claims = ParseMap(R"({"exp":1700000600,"iat":1700000000})");
     EXPECT_TRUE(IsSigningRefused(claims, *GetKeyFor(keyOf), alg)) << AlgToString(keyOf) << AlgToString(alg);

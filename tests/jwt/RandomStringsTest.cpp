@@ -21,7 +21,9 @@ TEST(RandomStringsTest, TheCountIsOfRandomBytes) {
   }
 }
 
-TEST(RandomStringsTest, NoneCountsAsOneInBase64) { EXPECT_EQ(CountDecoded(CreateRandB64String(0), B64_UrlSafeBare), 1U); }
+TEST(RandomStringsTest, NoneCountsAsOneInBase64) {
+  EXPECT_EQ(CountDecoded(CreateRandB64String(0), B64_UrlSafeBare), 1U);
+}
 
 TEST(RandomStringsTest, NoneGivesTwoHexadecimalDigits) {
   const string text = CreateRandHexString(0);

@@ -1,4 +1,6 @@
+#include "netweft/base/crypto/Base64.h"
 #include "netweft/base/crypto/internal/EcdsaSignatureForm.h"
+#include "netweft/base/system/qxStringUtils.h"
 #include "tests/base/PemKeys.h"
 #include "tests/jwt/TokenSupport.h"
 #include "tests/support/LogCapture.h"
@@ -24,21 +26,20 @@ struct World {
   Verifier::RejectCause cause(const string& token) const { return GetCause(verifier, token); }
 };
 
+/// The DER bytes of a PEM text.
 string FromPem(const string& pem) {
   string base64;
-  for (const string& line : [&] {
-         vector<string> lines;
-         size_t start = 0;
-         for (size_t end; (end = pem.find('\n', start)) != string::npos; start = end + 1) {
-           lines.push_back(pem.substr(start, end - start));
-         }
-         return lines;
-       }()) {
-    if (line.find("-----") == string::npos) base64 += line;
+  for (const string& line : qxStringUtils::Split(pem, '\n', false)) {
+    if (!qxStringUtils::StartsWith(line, "-----")) base64 += line;
   }
-  while (!base64.empty() && base64.back() == '=') base64.pop_back();
-  for (char& c : base64) c = c == '+' ? '-' : c == '/' ? '_' : c;
-  return FromUrlSafe(base64);
+  bytes der;
+  EXPECT_TRUE(base64Decode(base64, der, B64_Standard));
+  return {der.begin(), der.end()};
+}
+
+/// Raw, of the very claims and header that the tests use with that algorithm.
+string MakeGoodSignature(Alg alg) {
+  return FromUrlSafe(GetSignature(MakeSignedToken(MakeHeader(alg), kClaims, *GetKeyFor(alg), GetHashOf(alg))));
 }
 
 TEST(VerifierAttackTest, NoneIsUnsupportedInEveryLetterCase) {
@@ -77,7 +78,8 @@ TEST(VerifierAttackTest, AnotherAlgorithmOfTheFamilyDoesNotMatch) {
   const World world(kSecret, GetKeyFor(RS256), kAll);
   EXPECT_EQ(world.cause(MakeMacToken(MakeHeader(HS512), kClaims)), Verifier::RC_SignatureMismatch);
   EXPECT_EQ(world.cause(MakeMacToken(MakeHeader(HS256), kClaims, kSecret, HT_Sha512)), Verifier::RC_SignatureMismatch);
-  EXPECT_EQ(world.cause(MakeSignedToken(MakeHeader(RS384), kClaims, *GetKeyFor(RS256))), Verifier::RC_SignatureMismatch);
+  EXPECT_EQ(world.cause(MakeSignedToken(MakeHeader(RS384), kClaims, *GetKeyFor(RS256))),
+            Verifier::RC_SignatureMismatch);
   EXPECT_EQ(world.cause(MakeSignedToken(MakeHeader(RS512), kClaims, *GetKeyFor(RS256), HT_Sha384)),
             Verifier::RC_SignatureMismatch);
 }
@@ -113,12 +115,13 @@ TEST(VerifierAttackTest, AnAlgorithmOfAnotherFamilyDoesNotMatch) {
   const World world(kSecret, GetKeyFor(RS256), kAll);
   const string mac = FromUrlSafe(GetSignature(MakeMacToken(MakeHeader(RS256), kClaims)));
   EXPECT_EQ(world.cause(MakeToken(MakeHeader(RS256), kClaims, mac)), Verifier::RC_SignatureMismatch);
-  EXPECT_EQ(world.cause(MakeSignedToken(MakeHeader(HS256), kClaims, *GetKeyFor(RS256))), Verifier::RC_SignatureMismatch);
+  EXPECT_EQ(world.cause(MakeSignedToken(MakeHeader(HS256), kClaims, *GetKeyFor(RS256))),
+            Verifier::RC_SignatureMismatch);
 }
 
 TEST(VerifierAttackTest, CurveSignaturesOutOfRangeDoNotMatch) {
   for (const auto& [alg, half] : vector<pair<Alg, size_t>>{{ES256, 32}, {ES384, 48}, {ES512, 66}}) {
-    const string good = FromUrlSafe(GetSignature(MakeSignedToken(MakeHeader(alg), kClaims, *GetKeyFor(alg), GetHashOf(alg))));
+    const string good = MakeGoodSignature(alg);
     const string r = good.substr(0, half);
     const string s = good.substr(half);
     const string zero(half, '\0');
@@ -132,7 +135,7 @@ TEST(VerifierAttackTest, CurveSignaturesOutOfRangeDoNotMatch) {
 
 TEST(VerifierAttackTest, CurveSignaturesOfAnotherLengthOrFormDoNotMatch) {
   for (const auto& [alg, half] : vector<pair<Alg, size_t>>{{ES256, 32}, {ES384, 48}, {ES512, 66}}) {
-    const string good = FromUrlSafe(GetSignature(MakeSignedToken(MakeHeader(alg), kClaims, *GetKeyFor(alg), GetHashOf(alg))));
+    const string good = MakeGoodSignature(alg);
     bytes der;
     ASSERT_TRUE(qx::impl::EcdsaRawToDer(good.data(), half, der));
     const string zero(1, '\0');
@@ -147,7 +150,7 @@ TEST(VerifierAttackTest, CurveSignaturesOfAnotherLengthOrFormDoNotMatch) {
 }
 
 TEST(VerifierAttackTest, RsaSignaturesOfAnotherLengthDoNotMatch) {
-  const string good = FromUrlSafe(GetSignature(MakeSignedToken(MakeHeader(RS256), kClaims, *GetKeyFor(RS256))));
+  const string good = MakeGoodSignature(RS256);
   const string zero(1, '\0');
   for (const string& signature : {good.substr(1), good.substr(0, 255), zero + good, good + zero, string(256, '\0'),
                                   string(255, '\0') + "\1", string(256, '\xFF')}) {

@@ -124,7 +124,7 @@ TEST(VerifierSegmentsTest, ANulInTheSignatureDoesNotEndIt) {
 
 TEST(VerifierSegmentsTest, HeaderAndPayloadMustBeStrictBase64) {
   const string signature = "." + GetSignature(MakeGoodToken());
-  for (const string& bad : {string("="), string(" "), string("\n"), string("+"), string("/"), string("*"), string("\xC3\xA9")}) {
+  for (const string bad : {"=", " ", "\n", "+", "/", "*", "\xC3\xA9"}) {
     EXPECT_EQ(GetMacCause(kHeader64 + bad + "." + kClaims64 + signature), Verifier::RC_Malformed) << bad;
     EXPECT_EQ(GetMacCause(kHeader64 + "." + kClaims64 + bad + signature), Verifier::RC_Malformed) << bad;
   }
