@@ -147,6 +147,18 @@ TEST_F(BulkGeneratorTest, RoomForTheWholeBatchIsReservedOnceAndKept) {
   EXPECT_EQ(mBodies[0].data(), storage);
 }
 
+TEST_F(BulkGeneratorTest, BatchesOfABitMoreUseTheSameRoom) {
+  add("d", CA_Delete, "");
+  ASSERT_TRUE(generate());
+  const char* storage = mBodies[0].data();
+  mBatch.reservedBytes = 200'000;
+  ASSERT_TRUE(generate());
+  EXPECT_EQ(mBodies[0].data(), storage);
+  mBatch.reservedBytes = 3'000'000;
+  ASSERT_TRUE(generate());
+  EXPECT_GE(mBodies[0].capacity(), 3'000'000U);
+}
+
 TEST_F(BulkGeneratorTest, TheDocumentIsFreedWhateverBecameOfIt) {
   add("a", CA_Index, R"({"a":1})");
   add("b", CA_Skip, R"({"a":1})");

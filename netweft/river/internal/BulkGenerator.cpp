@@ -30,6 +30,16 @@ void StripDocument(qxVariantMapImpl& parsed, bytes& document, uint64 maxSize) {
   if (json::Json2Variant::Convert(parsed, stripped, false) && stripped.size() <= maxSize) document.swap(stripped);
 }
 
+/// An empty body with room for `size` bytes. Batches differ by a few bytes: room that is rounded up serves them all, and
+/// the old storage is given back before the new one is asked for, so that the two never stand side by side.
+void MakeRoom(bytes& body, uint64 size) {
+  constexpr uint64 step = 1 << 20;
+  body.clear();
+  if (body.capacity() >= size) return;
+  bytes().swap(body);
+  body.reserve(static_cast<size_t>((size + step - 1) / step * step));
+}
+
 bool FailToParse(const ChangeRecord& record) {
   LogError() << "Fail to parse document " << record.id.toString();
   return false;
@@ -48,10 +58,7 @@ bool RenameFirstId(bytes& document) {
 BulkGenerator::BulkGenerator(RiverBatch& batch, const RiverParameters& parameters, vector<bytes>& bodies)
     : mBatch(batch), mParameters(parameters), mBodies(bodies) {
   mBodies.resize(mBatch.indexes.size());
-  for (bytes& body : mBodies) {
-    body.clear();
-    body.reserve(static_cast<size_t>(mBatch.reservedBytes));
-  }
+  for (bytes& body : mBodies) MakeRoom(body, mBatch.reservedBytes);
 }
 
 bool BulkGenerator::generate(ChangeRecord& record) {
