@@ -63,8 +63,10 @@ TEST(VerifierMemoryTest, TheSecretIsWipedWhenItIsReplaced) {
 
 TEST(VerifierMemoryTest, TheSecretIsWipedWhenItIsCleared) {
   LongSecret owner;
+  const ReleaseWatch watch(owner.block, kLongSecret.size());
   owner.verifier->clearClientInfo();
-  EXPECT_FALSE(Holds(reinterpret_cast<const volatile unsigned char*>(owner.block), kLongSecret.size(), "ss"));
+  EXPECT_TRUE(watch.wasReleased());
+  EXPECT_TRUE(watch.wasZero());
 }
 
 TEST(VerifierMemoryTest, AShortSecretIsWipedToo) {
