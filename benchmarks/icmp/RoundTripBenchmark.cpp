@@ -1,6 +1,6 @@
 // How far the measured round trip is from the truth while every core is busy. On loopback the truth is some
-// microseconds, so that whatever is measured beyond them is the error. Times are those of single echoes; the counters hold
-// the distribution of what was measured, in whole milliseconds as results have it.
+// microseconds, so that whatever is measured beyond them is the error. Times are those of single echoes; the counters
+// hold the distribution of what was measured, in whole milliseconds as results have it.
 #include "netweft/icmp/IcmpHostStatRetriever.h"
 
 #include <benchmark/benchmark.h>

@@ -17,9 +17,9 @@ class IcmpHostStatRetrieverDoor;
 /// Answers which of some hosts is closest: resolves each name to all its addresses, sends an ICMP echo to every address
 /// at once, and tells for each the round trip time and, if asked, the hop count. `GetBestResults` then picks.
 ///
-/// Post a request with `requestStatistict`, poll `isRequestDone`, collect with `finalizeRequest`. One request runs at a
-/// time; a batch takes about as long as its slowest address, and before that as long as the resolver takes for all names,
-/// one after the other and without a limit of its own.
+/// Post a request with `requestStatistict`, poll `isRequestDone`, collect with `finalizeRequest`. One request runs at
+/// a time; a batch takes about as long as its slowest address, and before that as long as the resolver takes for all
+/// names, one after the other and without a limit of its own.
 ///
 /// Threads: one of its own, from construction to destruction; it sleeps between requests. Every call may come from any
 /// thread and returns at once, also while names are being resolved. Let one thread drive a request: `finalizeRequest`
@@ -70,8 +70,8 @@ class NETWEFT_EXPORT IcmpHostStatRetriever : public qxThread {
   IcmpHostStatRetriever();
   IcmpHostStatRetriever(const IcmpHostStatRetriever&) = delete;
   IcmpHostStatRetriever& operator=(const IcmpHostStatRetriever&) = delete;
-  /// Stops and joins the thread. A request in progress is abandoned within 10 milliseconds, a name that is being resolved
-  /// within the time that the resolver takes for it.
+  /// Stops and joins the thread. A request in progress is abandoned within 10 milliseconds, a name that is being
+  /// resolved within the time that the resolver takes for it.
   ~IcmpHostStatRetriever() override;
 
   /// Posts a request and drops the results at hand. False, with nothing changed, while one is in progress.
@@ -80,9 +80,9 @@ class NETWEFT_EXPORT IcmpHostStatRetriever : public qxThread {
   /// True when no request is in progress.
   bool isRequestDone();
 
-  /// Empties `out`, whatever follows. True when no request is in progress: `out` takes the results, and none stay behind.
-  /// First come the names without an address, then the addresses in the order of the hosts and, for each, of the
-  /// resolver.
+  /// Empties `out`, whatever follows. True when no request is in progress: `out` takes the results, and none stay
+  /// behind. First come the names without an address, then the addresses in the order of the hosts and, for each, of
+  /// the resolver.
   bool finalizeRequest(vector<Result>& out);
 
   /// Places results of the caller's own, to be collected by `finalizeRequest`. False, with nothing changed, while a

@@ -15,7 +15,8 @@ bool AwaitDone(IcmpHostStatRetriever& retriever, std::chrono::seconds limit) {
   return true;
 }
 
-Results Measure(IcmpHostStatRetriever& retriever, const Hosts& hosts, const IcmpHostStatRetriever::RequestParam& param) {
+Results Measure(IcmpHostStatRetriever& retriever, const Hosts& hosts,
+                const IcmpHostStatRetriever::RequestParam& param) {
   EXPECT_TRUE(retriever.requestStatistict(hosts, param));
   EXPECT_TRUE(AwaitDone(retriever));
   Results results;

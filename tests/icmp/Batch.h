@@ -13,7 +13,8 @@ using Results = vector<IcmpHostStatRetriever::Result>;
 [[nodiscard]] bool AwaitDone(IcmpHostStatRetriever& retriever, std::chrono::seconds limit = std::chrono::seconds(60));
 
 /// Requests, awaits and collects.
-Results Measure(IcmpHostStatRetriever& retriever, const Hosts& hosts, const IcmpHostStatRetriever::RequestParam& param = {});
+Results Measure(IcmpHostStatRetriever& retriever, const Hosts& hosts,
+                const IcmpHostStatRetriever::RequestParam& param = {});
 
 /// One host for each name.
 Hosts MakeHosts(const vector<string>& names);

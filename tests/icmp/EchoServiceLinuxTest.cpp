@@ -125,7 +125,8 @@ EchoReply ReadLate(const NetworkNamespace& network, const TunRouter& router, con
 }
 
 TEST_P(EchoServiceLinuxTest, ABusyProcessMeasuresTheNetworkAndNotItself) {
-  // The kernel may need a moment before it stamps; a machine under load may be slow: one good measure proves the stamps.
+  // The kernel may need a moment before it stamps; a machine under load may be slow: one good measure proves the
+  // stamps.
   for (int attempt = 0; attempt < 5; ++attempt) {
     route([](const IpPacket& request) { return Deliveries{Packet(MakeReply(request), 20)}; });
     uint32 replies = 0;
@@ -300,11 +301,18 @@ TEST_P(EchoServiceLinuxTest, ErrorsOfTheNetworkHaveTheirWords) {
   EXPECT_EQ(Summarize(Run(names)), expected);
 }
 
-TEST_P(EchoServiceLinuxTest, ARemarkOfARouterDoesNotEndAnEcho) {
-  if (Family() == IcmpFamily::V6) return;  // IPv6 has neither of the two among its errors
+/// Redirects and source quenches, which are errors on IPv4 alone.
+class EchoRemarksTest : public EchoServiceLinuxTest {};
+
+INSTANTIATE_TEST_SUITE_P(
+    BothKinds, EchoRemarksTest,
+    testing::Combine(testing::Values(IcmpFamily::V4), testing::Values(SocketKind::Datagram, SocketKind::Raw)), NameWay);
+
+TEST_P(EchoRemarksTest, ARemarkOfARouterDoesNotEndAnEcho) {
   route([](const IpPacket& request) {
-    return Deliveries{Packet(MakeError(request, RouterAddress(), 5, 1)), Packet(MakeError(request, RouterAddress(), 4, 0)),
-                      Packet(MakeReply(request), 20)};
+    const IpPacket redirect = MakeError(request, RouterAddress(), 5, 1);
+    const IpPacket sourceQuench = MakeError(request, RouterAddress(), 4, 0);
+    return Deliveries{Packet(redirect), Packet(sourceQuench), Packet(MakeReply(request), 20)};
   });
   EXPECT_EQ(RunOne({sPatientMs, 350, false}), "64 hops");
 }
@@ -351,7 +359,9 @@ TEST_P(EchoServiceLinuxTest, IdentifiersAreDistinct) {
   route([](const IpPacket& request) { return Deliveries{Packet(MakeReply(request))}; });
   Run(vector<string>(200, Host(2)));
   set<int> identifiers;
-  for (const IpPacket& request : router->getRequests()) identifiers.insert(request.message[4] << 8 | request.message[5]);
+  for (const IpPacket& request : router->getRequests()) {
+    identifiers.insert(request.message[4] << 8 | request.message[5]);
+  }
   EXPECT_EQ(identifiers.size(), 200U);
 }
 

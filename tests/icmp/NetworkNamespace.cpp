@@ -20,8 +20,8 @@ namespace qx::test {
 
 namespace {
 
-/// Of the calling thread's namespace. The table's lines begin with the address and the length of its prefix in hexadecimal
-/// digits.
+/// Of the calling thread's namespace. The table's lines begin with the address and the length of its prefix in
+/// hexadecimal digits.
 bool HasLocalRoute(const string& address) {
   in6_addr binary{};
   inet_pton(AF_INET6, address.c_str(), &binary);

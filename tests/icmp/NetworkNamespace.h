@@ -22,8 +22,8 @@ class NetworkNamespace {
   /// Lines for `ip -batch`, with the family's option in front ("-4", "-6"). Fails the test when one is refused.
   void ip(const string& family, const vector<string>& lines) const;
 
-  /// Gives an IPv6 address to a device and waits until packets for it are taken in, which the kernel sees to only some time
-  /// later.
+  /// Gives an IPv6 address to a device and waits until packets for it are taken in, which the kernel sees to only some
+  /// time later.
   void addAddressV6(const string& address, int prefixLength, const string& device) const;
 
   /// `path` below /proc/sys/net.

@@ -90,7 +90,8 @@ TEST_P(RouterChainTest, ABlackHoleTimesOut) {
 
 TEST_P(RouterChainTest, ANetworkWithoutARouteIsUnreachable) {
   for (const bool searchHops : {false, true}) {
-    EXPECT_EQ(RunLost(RouterChain::sNoRoute, {sPatientMs, 350, searchHops}), "The destination network was unreachable.");
+    EXPECT_EQ(RunLost(RouterChain::sNoRoute, {sPatientMs, 350, searchHops}),
+              "The destination network was unreachable.");
   }
 }
 

@@ -15,7 +15,8 @@ namespace {
 
 class ScriptedEcho final : public Echo {
  public:
-  ScriptedEcho(shared_ptr<EchoScript> script, string address) : mScript(std::move(script)), mAddress(std::move(address)) {
+  ScriptedEcho(shared_ptr<EchoScript> script, string address)
+      : mScript(std::move(script)), mAddress(std::move(address)) {
     ++mScript->openEchoes;
   }
   ~ScriptedEcho() override { --mScript->openEchoes; }

@@ -2,7 +2,8 @@
 
 namespace qx::test {
 
-/// While it lives, the kernel's stamps of arrivals are missing or wrong: recvmsg is replaced at link time. One at a time.
+/// While it lives, the kernel's stamps of arrivals are missing or wrong: recvmsg is replaced at link time. One at a
+/// time.
 class StampFault {
  public:
   enum class Kind { None, Missing, AnHourEarlier, AnHourLater };

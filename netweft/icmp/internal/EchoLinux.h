@@ -8,8 +8,8 @@
 
 namespace qx::impl {
 
-/// The echoes to one address over a socket of their own. A completion is credited only to the echo that is under way: by
-/// family, address, identifier, sequence and, for a reply, all of its bytes.
+/// The echoes to one address over a socket of their own. A completion is credited only to the echo that is under way:
+/// by family, address, identifier, sequence and, for a reply, all of its bytes.
 class EchoLinux final : public Echo {
  public:
   /// `sequence` is that of the first echo.

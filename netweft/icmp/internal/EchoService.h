@@ -60,7 +60,8 @@ class EchoService {
   /// nothing.
   virtual void wait(const vector<Echo*>& pending, uint32 limitMs) = 0;
 
-  /// The system's English text for an error code of `Echo::send`, in UTF-8, without a line end; empty when there is none.
+  /// The system's English text for an error code of `Echo::send`, in UTF-8, without a line end; empty when there is
+  /// none.
   virtual string getErrorText(uint32 code) const = 0;
 
   /// What a probe's stopwatch reads, in milliseconds. Tests play another clock.

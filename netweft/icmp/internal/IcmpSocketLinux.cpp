@@ -37,8 +37,8 @@ Descriptor OpenSocket(IcmpFamily family, int type) {
                                              : socket(AF_INET6, flags, IPPROTO_ICMPV6));
 }
 
-/// Without error queue or the ban on fragments there is no echo as we want it; stamps have a substitute. A path limit that
-/// the kernel has learnt must not fail an echo here that a router is to answer for: PROBE forbids fragments, too.
+/// Without error queue or the ban on fragments there is no echo as we want it; stamps have a substitute. A path limit
+/// that the kernel has learnt must not fail an echo here that a router is to answer for: PROBE forbids fragments, too.
 bool SetCommonOptions(IcmpFamily family, int fd) {
   SetOption(fd, SOL_SOCKET, SO_TIMESTAMPING, sStamps);
   if (family == IcmpFamily::V4) {

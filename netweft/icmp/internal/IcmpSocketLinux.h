@@ -40,12 +40,12 @@ struct QueuedError {
   unsigned char type = 0;  ///< of the ICMP error
   unsigned char code = 0;
   IpAddress destination;   ///< of the message that the error is about
-  IcmpBytes bytes;         ///< that message from its ICMP header on, or what is left of it; for `Sent` with its end intact
+  IcmpBytes bytes;         ///< that message from its ICMP header on, cut perhaps; for `Sent` all headers and its end
   int64 stampNs = 0;       ///< when it was sent, or when the error came; 0 when the kernel does not say
 };
 
-/// One ICMP socket: an unprivileged datagram socket where the kernel's ping group range allows the process, else a raw one
-/// that lets only echo replies of its own identifier in. Never fragments, never blocks. One thread.
+/// One ICMP socket: an unprivileged datagram socket where the kernel's ping group range allows the process, else a raw
+/// one that lets only echo replies of its own identifier in. Never fragments, never blocks. One thread.
 class IcmpSocket {
  public:
   /// No value when neither kind may be opened. `identifier` is a wish: see `getIdentifier`.
@@ -56,8 +56,8 @@ class IcmpSocket {
   int getFd() const noexcept { return mSocket.get(); }
   bool isRaw() const noexcept { return mRaw; }
 
-  /// From here on only messages from this address arrive on a raw socket; datagram sockets know no such rule. These three
-  /// give 0, or the system's error code.
+  /// From here on only messages from this address arrive on a raw socket; datagram sockets know no such rule. These
+  /// three give 0, or the system's error code.
   int connect(const IpAddress& target);
   int setTimeToLive(uint32 timeToLive);
   int send(const EchoMessage& message);
