@@ -231,6 +231,21 @@ TEST_P(EchoServiceLinuxTest, TheReplyIsFoundInAFloodOfForeignOnes) {
   EXPECT_GE(results[0].latencyMs, 60U);
 }
 
+TEST_P(EchoServiceLinuxTest, AFloodOfForeignIdentifiersDoesNotCrowdTheReplyOut) {
+  // More than any receive queue holds, and nobody reads meanwhile.
+  route([](const IpPacket& request) {
+    IpPacket foreign = MakeReply(request);
+    ++foreign.message[5];
+    Deliveries deliveries(5000, Packet(foreign));
+    deliveries.push_back(Packet(MakeReply(request), 1));
+    return deliveries;
+  });
+  uint32 replies = 0;
+  const EchoReply reply = ReadLate(*network, *router, Host(2), 1500, replies);
+  EXPECT_EQ(replies, 1U);
+  EXPECT_EQ(reply.status, 0U);
+}
+
 TEST_P(EchoServiceLinuxTest, ErrorsAboutForeignEchoesAreNotCredited) {
   route([](const IpPacket& request) {
     Deliveries deliveries;
@@ -261,6 +276,23 @@ TEST_P(EchoServiceLinuxTest, ForeignErrorsDoNotFailTheNextSend) {
     return deliveries;
   });
   EXPECT_EQ(RunOne({sPatientMs, 350, true}), "5 hops");
+}
+
+TEST_P(EchoServiceLinuxTest, AnErrorThatComesBetweenTwoEchoesDoesNotFailTheSecond) {
+  route([](const IpPacket& request) {
+    return Deliveries{MakeExpiry(request), MakeExpiry(request, 50), MakeExpiry(request, 50)};
+  });
+  network->run([&] {
+    EchoServiceLinux service;
+    unique_ptr<Echo> echo;
+    ASSERT_EQ(service.open(IpAddress(Host(2), IpAddress::IPT_Invalid), echo), EchoOpening::Opened);
+    ASSERT_EQ(echo->send({1, sPatientMs}), 0U);
+    while (!echo->takeCompletion()) service.wait({echo.get()}, 10);
+    while (router->countDelivered() < 3) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    // The kernel takes a delivered packet in on its own time.
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    EXPECT_EQ(echo->send({2, sPatientMs}), 0U);
+  });
 }
 
 TEST_P(EchoServiceLinuxTest, ErrorsOfTheNetworkHaveTheirWords) {
