@@ -28,6 +28,17 @@ class WorkerThread : public qxThread {
   /// With the lock held: a batch is in this thread's hands, from `takeBatch` until just before its `finishBatch`.
   bool isBusy() const noexcept { return mBusy; }
 
+  /// Runs `body`, and logs what it throws: for calls of the host's callbacks, so that one that throws costs no other
+  /// its turn. Also for threads of the library that belong to no pool.
+  template <class Body>
+  static void Guard(Body&& body) noexcept {
+    try {
+      std::forward<Body>(body)();
+    } catch (...) {
+      LogCurrentException();
+    }
+  }
+
  protected:
   enum Taking {
     T_Batch,  ///< there is a batch in hand: serve it
@@ -48,17 +59,6 @@ class WorkerThread : public qxThread {
 
   /// Any thread, with and without the lock.
   bool isStopRequested() const noexcept;
-
-  /// Runs `body`, and logs what it throws: for calls of the host's callbacks, so that one that throws costs no other
-  /// its turn.
-  template <class Body>
-  static void Guard(Body&& body) noexcept {
-    try {
-      std::forward<Body>(body)();
-    } catch (...) {
-      LogCurrentException();
-    }
-  }
 
   void run() final;
 

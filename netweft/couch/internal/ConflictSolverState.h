@@ -1,0 +1,49 @@
+#pragma once
+
+#include "netweft/base/system/internal/WorkerPool.h"
+#include "netweft/base/system/qxFlag.h"
+#include "netweft/couch/ConflictSolver.h"
+#include "netweft/couch/internal/ConflictJobs.h"
+
+#include <algorithm>
+
+namespace qx::couch {
+
+/// What a solver is. Two locks, always taken in this order: the request mutex, then the job mutex, which is the pool's.
+/// The callers take the first alone, the workers the second alone.
+struct ConflictSolver::State {
+  State(uint64 givenViewLimit, uint64 givenWorkerBatch)
+      : viewLimit(givenViewLimit), workerBatch(std::max<uint64>(givenWorkerBatch, 1)) {}
+
+  /// With the request mutex held.
+  void cancelHeld(const string& db) noexcept {
+    pending.erase(db);
+    if (current != nullptr && current->dbName == db) StoreFlag(cancelFlag, true);
+    requestCondition.wakeAll();
+  }
+
+  const uint64 viewLimit;
+  const uint64 workerBatch;
+
+  qxMutex requestMutex;
+  qxWaitCondition requestCondition;  ///< wakes the manager, and those who wait for the end of a request
+
+  // Guarded by the request mutex.
+  map<string, ResolveConflictRequest> pending;
+  /// Null: none is being served. The manager sets it while there are no jobs, so that workers may read it with the job
+  /// mutex alone as long as there are some.
+  shared_ptr<const ResolveConflictRequest> current;
+
+  // Read and written through qxFlag.h. Cleared when a request begins, at which time no worker is busy.
+  bool cancelFlag = false;
+  bool errorFlag = false;
+  bool stopFlag = false;
+
+  // Guarded by the job mutex.
+  ConflictJobs jobs;
+  uint64 documentsDone = 0;
+
+  impl::WorkerPool pool;
+};
+
+}  // namespace qx::couch

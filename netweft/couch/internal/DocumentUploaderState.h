@@ -1,0 +1,31 @@
+#pragma once
+
+#include "netweft/base/system/internal/WorkerPool.h"
+#include "netweft/couch/MultiThreadedDocumentUploader.h"
+
+#include <atomic>
+
+namespace qx::couch {
+
+/// What an uploader is: one slot, between the producers and the pool's threads.
+struct MultiThreadedDocumentUploader::State {
+  State(const CouchConnectionParameters& givenServer, const string& db) : server(givenServer), dbName(db) {}
+
+  // Constant.
+  const CouchConnectionParameters& server;
+  const string dbName;
+
+  // Guarded by the pool's mutex.
+  string pendingBatch;  ///< empty: none
+
+  /// Written with the pool's mutex held; never false again.
+  std::atomic<bool> hasError{false};
+
+  /// Producers and those who wait for the end sleep on it, with the pool's mutex. Always woken with `wakeAll`: they wait for
+  /// different things, and a single wake could go to one that it does not concern.
+  qxWaitCondition roomOrEnd;
+
+  impl::WorkerPool pool;
+};
+
+}  // namespace qx::couch
