@@ -13,29 +13,22 @@ MultiThreadedDocumentGetter::MultiThreadedDocumentGetter(const CouchConnectionPa
     : mState(std::make_unique<State>(server, db, State::Settings{callback, userData},
                                      State::ThreadDataCallbacks(createThreadData, deleteThreadData), batchSize,
                                      content)) {
-  mState->pool.start(threadCount, [this] { return std::make_unique<Worker>(*this, *mState); });
+  mState->work.pool.start(threadCount, [this] { return std::make_unique<Worker>(*this, *mState); });
 }
 
 MultiThreadedDocumentGetter::MultiThreadedDocumentGetter(const MultiThreadedDocumentGetter& source)
     : mState(std::make_unique<State>(*source.mState)) {}
 
 // The threads are joined while `mState` is still whole: their last callbacks may call this getter.
-MultiThreadedDocumentGetter::~MultiThreadedDocumentGetter() {
-  if (mState->ownPool != nullptr) mState->ownPool->stop();
-}
+MultiThreadedDocumentGetter::~MultiThreadedDocumentGetter() { mState->work.stop(); }
 
 void MultiThreadedDocumentGetter::addJobs(const vector<string>& ids) {
-  const qxMutexLocker lock(mState->pool.mutex, true);
-  if (mState->jobs.isCancelledHeld()) return;
-  mState->pool.wake.wakeAll();  // ahead of the rest, so that what is added before memory runs out gets served
-  for (const string& id : ids) mState->jobs.addHeld(id);
+  const qxMutexLocker lock(mState->work.pool.mutex, true);
+  if (!mState->work.jobs.isCancelledHeld()) mState->work.jobs.addAllHeld(ids);
 }
 
 bool MultiThreadedDocumentGetter::setCallback(DocumentCallback callback, void* userData) {
-  const qxMutexLocker lock(mState->pool.mutex, true);
-  if (!mState->jobs.areAllDoneHeld()) return false;
-  mState->settings = {callback, userData};
-  return true;
+  return mState->work.replaceSettings({callback, userData});
 }
 
 MultiThreadedDocumentGetter::DocContent MultiThreadedDocumentGetter::getIncludeDocContent() const noexcept {
@@ -44,10 +37,10 @@ MultiThreadedDocumentGetter::DocContent MultiThreadedDocumentGetter::getIncludeD
 
 void MultiThreadedDocumentGetter::setIncludeDocContent(DocContent content) noexcept { mState->docContent = content; }
 
-void MultiThreadedDocumentGetter::cancel() { mState->jobs.cancel(); }
+void MultiThreadedDocumentGetter::cancel() { mState->work.jobs.cancel(); }
 
 bool MultiThreadedDocumentGetter::waitUntilAllJobsAreDone(const bool* cancelFlag) {
-  return mState->jobs.waitUntilAllDone(cancelFlag);
+  return mState->work.jobs.waitUntilAllDone(cancelFlag);
 }
 
 }  // namespace qx::couch

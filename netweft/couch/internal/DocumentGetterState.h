@@ -1,6 +1,6 @@
 #pragma once
 
-#include "netweft/base/system/internal/JobQueue.h"
+#include "netweft/base/system/internal/JobPool.h"
 #include "netweft/base/system/internal/ThreadData.h"
 #include "netweft/couch/MultiThreadedDocumentGetter.h"
 
@@ -8,37 +8,30 @@
 
 namespace qx::couch {
 
-/// What a getter is. A copy's state points at the pool of its source and owns none.
 struct MultiThreadedDocumentGetter::State {
   using ThreadDataCallbacks = impl::ThreadDataCallbacks<MultiThreadedDocumentGetter>;
 
-  /// What one batch is fetched with, as it stood when the batch was taken.
   struct Settings {
     DocumentCallback callback;
     void* userData;
   };
 
-  State(const CouchConnectionParameters& givenServer, const string& db, Settings givenSettings,
-        ThreadDataCallbacks callbacks, unsigned int givenBatchSize, DocContent content)
-      : ownPool(std::make_unique<impl::WorkerPool>()),
-        pool(*ownPool),
-        server(givenServer),
+  State(const CouchConnectionParameters& givenServer, const string& db, const Settings& settings,
+        const ThreadDataCallbacks& callbacks, unsigned int givenBatchSize, DocContent content)
+      : server(givenServer),
         dbName(db),
         threadDataCallbacks(callbacks),
         batchSize(givenBatchSize),
-        jobs(pool),
-        settings(givenSettings),
-        docContent(content) {}
-
-  State(const State& source) : State(source, qxMutexLocker(source.pool.mutex, true)) {}
+        docContent(content),
+        work(settings) {}
+  State(const State& source)
+      : server(source.server),
+        dbName(source.dbName),
+        threadDataCallbacks(source.threadDataCallbacks),
+        batchSize(source.batchSize),
+        docContent(source.docContent.load()),
+        work(source.work) {}
   State& operator=(const State&) = delete;
-  /// For a constructor that failed: otherwise the getter has stopped the pool already.
-  ~State() {
-    if (ownPool != nullptr) ownPool->stop();
-  }
-
-  const unique_ptr<impl::WorkerPool> ownPool;
-  impl::WorkerPool& pool;
 
   // Constant.
   const CouchConnectionParameters& server;
@@ -46,22 +39,10 @@ struct MultiThreadedDocumentGetter::State {
   const ThreadDataCallbacks threadDataCallbacks;
   const uint64 batchSize;
 
-  // Guarded by the pool's mutex.
-  impl::JobQueue<set<string>> jobs;
-  Settings settings;
-
   std::atomic<DocContent> docContent;
 
- private:
-  State(const State& source, const qxMutexLocker&)
-      : pool(source.pool),
-        server(source.server),
-        dbName(source.dbName),
-        threadDataCallbacks(source.threadDataCallbacks),
-        batchSize(source.batchSize),
-        jobs(source.jobs),
-        settings(source.settings),
-        docContent(source.docContent.load()) {}
+  /// Last: its workers are joined before anything above dies.
+  impl::JobPool<set<string>, Settings> work;
 };
 
 }  // namespace qx::couch

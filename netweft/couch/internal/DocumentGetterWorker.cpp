@@ -20,17 +20,14 @@ StringPairList QueryFor(MultiThreadedDocumentGetter::DocContent content) {
 }  // namespace
 
 MultiThreadedDocumentGetter::Worker::Worker(MultiThreadedDocumentGetter& getter, State& state)
-    : WorkerThread(state.pool, "nw-couch-get"), mGetter(getter), mState(state) {
-  http::ConnectionParameters& parameters = mConnection.editConnectionParameters();
-  parameters.connectTimeoutSec = 30;
-  parameters.lowSpeedLimit = 10;
-  parameters.lowSpeedTimeSec = 1200;
+    : WorkerThread(state.work.pool, "nw-couch-get"), mGetter(getter), mState(state) {
+  http::impl::JsonPost::MakePatient(mConnection.editConnectionParameters());
 }
 
 impl::WorkerThread::Taking MultiThreadedDocumentGetter::Worker::takeBatch() {
-  if (mState.jobs.isEmptyHeld()) return T_Wait;
-  mState.jobs.takeHeld(mBatch, mState.batchSize);
-  mSettings = mState.settings;
+  if (mState.work.jobs.isEmptyHeld()) return T_Wait;
+  mState.work.jobs.takeHeld(mBatch, mState.batchSize);
+  mSettings = mState.work.settings;
   mContent = mState.docContent;
   return mBatch.empty() ? T_Again : T_Batch;  // a batch size of 0 takes nothing, for ever
 }
@@ -52,17 +49,12 @@ void MultiThreadedDocumentGetter::Worker::serveBatch() {
 }
 
 void MultiThreadedDocumentGetter::Worker::finishBatch() {
-  mState.jobs.finishHeld(mBatch.size());
+  mState.work.jobs.finishHeld(mBatch.size());
   mBatch.clear();
 }
 
 void MultiThreadedDocumentGetter::Worker::onEnd() {
-  State::Settings settings{};
-  {
-    const qxMutexLocker lock(mState.pool.mutex, true);
-    settings = mState.settings;
-  }
-  mThreadData.destroy(mState.threadDataCallbacks, mGetter, settings.userData);
+  mThreadData.destroy(mState.threadDataCallbacks, mGetter, mState.work.copySettings().userData);
 }
 
 // What cannot be done for want of memory is a failed request: the host is told for each id.

@@ -24,6 +24,12 @@ bool JsonPost::perform(HttpConnection& connection, const Url& url) {
   return good;
 }
 
+void JsonPost::MakePatient(ConnectionParameters& parameters) noexcept {
+  parameters.connectTimeoutSec = 30;
+  parameters.lowSpeedLimit = 10;
+  parameters.lowSpeedTimeSec = 1200;
+}
+
 int JsonPost::SetUp(void* curlHandle, void* post, list<string>& headers) {
   CURL* const handle = curlHandle;
   JsonPost& self = ToPost(post);

@@ -9,7 +9,8 @@ class Url;
 
 namespace qx::http {
 class HttpConnection;
-}
+struct ConnectionParameters;
+}  // namespace qx::http
 
 namespace qx::http::impl {
 
@@ -23,6 +24,9 @@ class JsonPost {
   ///
   /// Throws std::bad_alloc.
   bool perform(HttpConnection& connection, const Url& url);
+
+  /// The time limits of a worker that asks for large answers: 30 s to connect, and then 1,200 s below 10 bytes a second.
+  static void MakePatient(ConnectionParameters& parameters) noexcept;
 
   bytes body;
   string response;

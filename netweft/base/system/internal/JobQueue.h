@@ -25,6 +25,13 @@ class JobQueue {
     if (mWaiting.insert(job).second) ++mTotal;
   }
 
+  /// The same for each of `jobs`, and wakes all.
+  template <class Range>
+  void addAllHeld(const Range& jobs) {
+    mPool->wake.wakeAll();  // ahead of the rest, so that what is added before memory runs out is served
+    for (const auto& job : jobs) addHeld(job);
+  }
+
   /// Moves up to `limit` jobs from the front into `batch`.
   void takeHeld(Jobs& batch, uint64 limit) noexcept { TakeFront(mWaiting, batch, limit); }
 
