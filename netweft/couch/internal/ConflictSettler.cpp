@@ -24,8 +24,8 @@ qxVariantMapImpl Deletion(const string& id, const string& revision) {
   return deletion;
 }
 
-/// Those that are to go. The winner is none of them, also when the view lists it twice; and an empty name would mean the
-/// winner to the server.
+/// Those that are to go. The winner is none of them, also when the view lists it twice; and an empty name would mean
+/// the winner to the server.
 vector<string> LosersAmong(const qxVariantListImpl& revisions) {
   const string winner = revisions[0].toString();
   vector<string> losers;

@@ -20,8 +20,8 @@ class ConflictSettler {
                   bool& errorFlag)
       : mConnection(connection), mRequest(request), mCancelFlag(cancelFlag), mErrorFlag(errorFlag) {}
 
-  /// The entries for `_bulk_docs` that solve this document's conflict: a deletion for each losing revision and, last, the
-  /// winner's next version. Empty when the document must be left as it is. Passes on what the resolver throws.
+  /// The entries for `_bulk_docs` that solve this document's conflict: a deletion for each losing revision and, last,
+  /// the winner's next version. Empty when the document must be left as it is. Passes on what the resolver throws.
   qxVariantListImpl settle(const string& id, const qxVariantListImpl& revisions) const;
 
  private:

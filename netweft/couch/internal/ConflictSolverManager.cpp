@@ -102,8 +102,8 @@ ConflictSolver::Manager::Reading ConflictSolver::Manager::readView(qxVariantMapI
   const ResolveConflictRequest& request = *mState.current;  // this thread alone replaces it
   vector<string> segments = {request.dbName};
   segments.insert(segments.end(), request.viewPath.begin(), request.viewPath.end());
-  const Url url = ToConflictUrl(
-      request, segments, {{"include_docs", "false"}, {"limit", qxStringUtils::fromUInt64(mState.viewLimit, 1)}});
+  const string limit = qxStringUtils::fromUInt64(mState.viewLimit, 1);
+  const Url url = ToConflictUrl(request, segments, {{"include_docs", "false"}, {"limit", limit}});
 
   string text;
   if (http::HttpHelpers::HttpGetJson(*mConnection, url, text, nullptr, nullptr, nullptr, &mState.cancelFlag) &&

@@ -7,8 +7,8 @@
 
 namespace qx::couch {
 
-/// What the solver's own thread does: takes the next request, reads its view, hands out the documents, and ends it. Lives on
-/// that thread.
+/// What the solver's own thread does: takes the next request, reads its view, hands out the documents, and ends it.
+/// Lives on that thread.
 ///
 ///   no request -> (one waits) -> read the view -> (documents) -> wait for the workers -> read the view ...
 ///                                              -> (nothing)   -> finished: 1
@@ -39,8 +39,8 @@ class ConflictSolver::Manager {
 
   State& mState;
   unique_ptr<http::HttpConnection> mConnection;
-  /// Marked by the first of the readings that time out. A request that is cancelled between two of them leaves the mark to
-  /// the next one.
+  /// Marked by the first of the readings that time out. A request that is cancelled between two of them leaves the mark
+  /// to the next one.
   qxTimer mRetryTimer{false};
   bool mLastReadWasFull = false;
 };

@@ -21,8 +21,8 @@ struct MultiThreadedDocumentUploader::State {
   /// Written with the pool's mutex held; never false again.
   std::atomic<bool> hasError{false};
 
-  /// Producers and those who wait for the end sleep on it, with the pool's mutex. Always woken with `wakeAll`: they wait for
-  /// different things, and a single wake could go to one that it does not concern.
+  /// Producers and those who wait for the end sleep on it, with the pool's mutex. Always woken with `wakeAll`: they
+  /// wait for different things, and a single wake could go to one that it does not concern.
   qxWaitCondition roomOrEnd;
 
   impl::WorkerPool pool;
