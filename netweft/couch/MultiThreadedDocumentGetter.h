@@ -21,10 +21,10 @@ namespace qx::couch {
 /// `setCallback` may be called from any thread, also from inside a callback; so may the two for the content.
 /// `waitUntilAllJobsAreDone` may be called from any thread but the workers', where it would wait for itself.
 ///
-/// What outlives what: the server's parameters are not copied and must outlive the getter; so must the callbacks and the
-/// user data. The destructor must not run in a callback. It tells each worker in turn to stop and waits for it: for a
-/// request in flight, which nothing cuts short but its time limits (30 s to connect, 1,200 s below 10 bytes a second),
-/// and for the callbacks of the answer. Ids that still wait are dropped without a callback.
+/// What outlives what: the server's parameters are not copied and must outlive the getter; so must the callbacks and
+/// the user data. The destructor must not run in a callback. It tells each worker in turn to stop and waits for it: for
+/// a request in flight, which nothing cuts short but its time limits (30 s to connect, 1,200 s below 10 bytes a
+/// second), and for the callbacks of the answer. Ids that still wait are dropped without a callback.
 ///
 /// An id that was added gets one callback, with these exceptions: dropped by `cancel` or by the destructor; asked for
 /// while no callback is set; not answered by the server, or answered with something that is no row, which is silent.
@@ -46,10 +46,10 @@ class NETWEFT_EXPORT MultiThreadedDocumentGetter {
     DR_DocumentError = 2,  ///< the server answered with an error for this id, in its words: "not_found"
   };
 
-  /// Gets one document. `id` is the key as the server gave it back. `doc` may be changed, or its content taken away with
-  /// `swap`; it dies after the call. It is empty unless the result is `DR_Found`, and then too for a deleted document:
-  /// with a document's content wanted, CouchDB answers for one with a null in its place. With `DC_IdAndRev` a deleted
-  /// document has its last revision, and "_rev" holds no value if the server sent no "value" with the row.
+  /// Gets one document. `id` is the key as the server gave it back. `doc` may be changed, or its content taken away
+  /// with `swap`; it dies after the call. It is empty unless the result is `DR_Found`, and then too for a deleted
+  /// document: with a document's content wanted, CouchDB answers for one with a null in its place. With `DC_IdAndRev` a
+  /// deleted document has its last revision, and "_rev" holds no value if the server sent no "value" with the row.
   using DocumentCallback = void (*)(MultiThreadedDocumentGetter& getter, const string& id, qxVariantMapImpl& doc,
                                     const string& error, DocumentResult result, void* userData, void* threadData);
 
@@ -66,9 +66,10 @@ class NETWEFT_EXPORT MultiThreadedDocumentGetter {
                               void* userData, ThreadDataCallback createThreadData, ThreadDataCallback deleteThreadData,
                               unsigned int threadCount, unsigned int batchSize, DocContent content);
 
-  /// A copy starts no thread and joins none. It shares the threads, the lock and the condition of its source, and must die
-  /// before it. Waiting ids, counts, callbacks and settings are copied as they stand; from then on each has its own. The
-  /// threads serve the source alone: ids that wait in a copy are never fetched, and a wait for them ends by a cancel.
+  /// A copy starts no thread and joins none. It shares the threads, the lock and the condition of its source, and must
+  /// die before it. Waiting ids, counts, callbacks and settings are copied as they stand; from then on each has its
+  /// own. The threads serve the source alone: ids that wait in a copy are never fetched, and a wait for them ends by a
+  /// cancel.
   MultiThreadedDocumentGetter(const MultiThreadedDocumentGetter& source);
   MultiThreadedDocumentGetter& operator=(const MultiThreadedDocumentGetter&) = delete;
   ~MultiThreadedDocumentGetter();

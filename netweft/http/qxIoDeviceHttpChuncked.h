@@ -22,8 +22,8 @@ namespace qx::http {
 /// The delegate's results are not looked at: its failures show in its own `hasError`, and so in this one's, and in the
 /// results of `writeBytes` and `endDelegation`. A delegate that takes less than it is given must say so there.
 ///
-/// It can only be written to, from front to back. Everything else that a device can do fails, is logged as an error, and
-/// (save `atEnd`) makes this device fail: so nothing that asks a device for its position can write to this one.
+/// It can only be written to, from front to back. Everything else that a device can do fails, is logged as an error,
+/// and (save `atEnd`) makes this device fail: so nothing that asks a device for its position can write to this one.
 class NETWEFT_EXPORT qxIoDeviceHttpChuncked : public qxIoDeviceDelegable {
  public:
   /// Chunks hold at most `maxChunkSize` bytes, for which room is reserved at once; 1 MiB by default. With 0 nothing is
@@ -46,8 +46,8 @@ class NETWEFT_EXPORT qxIoDeviceHttpChuncked : public qxIoDeviceDelegable {
   /// Starts a stream, with no failure and nothing gathered. While one is open it is refused, and the open one has
   /// failed. A null `target` is taken too, and the first write fails.
   bool beginDelegation(qxIoDevice* target) override;
-  /// Writes what is gathered and the end of the stream, and lets go of the delegate. A stream that has failed gets no end.
-  /// True when the delegate is good after that; false for a failed stream, and when there is none.
+  /// Writes what is gathered and the end of the stream, and lets go of the delegate. A stream that has failed gets no
+  /// end. True when the delegate is good after that; false for a failed stream, and when there is none.
   bool endDelegation() override;
   /// Drops what is gathered and lets go of the delegate. The failure stays until the next stream.
   void clearDelegation() override;

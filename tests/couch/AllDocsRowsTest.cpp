@@ -74,7 +74,8 @@ TEST(AllDocsRowsTest, ARowWithoutValueHasARevisionThatHoldsNothing) {
 }
 
 TEST(AllDocsRowsTest, AnErrorComesInTheServersWords) {
-  EXPECT_THAT(Deliver(R"({"rows":[{"key":"a","error":"not_found"},{"key":"b","error":{"why":1}}]})", Getter::DC_IdAndRev),
+  EXPECT_THAT(Deliver(R"({"rows":[{"key":"a","error":"not_found"},{"key":"b","error":{"why":1}}]})",
+                      Getter::DC_IdAndRev),
               ElementsAre("a|{}|not_found|2", R"(b|{}|{"why":1}|2)"));
 }
 

@@ -177,7 +177,9 @@ class BusyGetterTest : public MultiThreadedDocumentGetterTest {
       if (mSeen++ > 0) return AnswerAll(request);
       Reply reply = Reply::Raw("").waitFor(gate);
       string rows;
-      for (const string& key : KeysOf(request)) rows += (rows.empty() ? "" : ",") + (R"({"doc":{},"key":")" + key) + "\"}";
+      for (const string& key : KeysOf(request)) {
+        rows += (rows.empty() ? "" : ",") + (R"({"doc":{},"key":")" + key) + "\"}";
+      }
       reply.send(Reply::HttpText(firstStatus, R"({"rows":[)" + rows + "]}"));
       return reply;
     });

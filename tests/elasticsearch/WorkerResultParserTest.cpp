@@ -15,7 +15,8 @@ using testing::Pair;
 class WorkerResultParserTest : public testing::Test {
  protected:
   void read(const string& reply) {
-    WorkerResultParser parser(batch, [this](const string& id, const string& source) { found.emplace_back(id, source); });
+    WorkerResultParser parser(batch,
+                              [this](const string& id, const string& source) { found.emplace_back(id, source); });
     parser.read(reply);
   }
 
@@ -54,11 +55,9 @@ TEST_F(WorkerResultParserTest, AReplyThatBreaksOffIsLoggedWithWhatIsLeftOpen) {
   read(reply);
   EXPECT_THAT(found, ElementsAre(Pair("a", "{}")));
   EXPECT_THAT(batch, ElementsAre(Pair("b", "t")));
-  EXPECT_THAT(log.getLines(),
-              ElementsAre(Error("Fail to finalize es search result parser"),
-                          Detail("esresultparser",
-                                 "Finish error : { => 2, [ => 1, hittag => 2, nextis => 0, error => 0 content to parse" +
-                                     reply)));
+  const string error = "Finish error : { => 2, [ => 1, hittag => 2, nextis => 0, error => 0";
+  EXPECT_THAT(log.getLines(), ElementsAre(Error("Fail to finalize es search result parser"),
+                                          Detail("esresultparser", error + " content to parse" + reply)));
 }
 
 TEST_F(WorkerResultParserTest, AnEmptyReplyIsWhole) {

@@ -29,9 +29,11 @@ void OnDocument(Getter&, const string& id, qxVariantMapImpl& doc, const string& 
 
 /// One getter over one database, with a book of what it reports.
 struct Fetching {
-  Fetching(const string& url, const string& db, unsigned int threads, unsigned int batchSize, Getter::DocContent content)
+  Fetching(const string& url, const string& db, unsigned int threads, unsigned int batchSize,
+           Getter::DocContent content)
       : server(Url(url)),
-        getter(std::make_unique<Getter>(server, db, OnDocument, &book, nullptr, nullptr, threads, batchSize, content)) {}
+        getter(std::make_unique<Getter>(server, db, OnDocument, &book, nullptr, nullptr, threads, batchSize,
+                                        content)) {}
 
   couch::CouchConnectionParameters server;
   ReportBook book;
@@ -140,6 +142,22 @@ TEST_F(GetterLiveTest, CouchADestructionAtAnyMomentEndsAllCallbacks) {
     EXPECT_EQ(run.book.countResult(Getter::DR_Found), reports);
   }
 }
+
+#if defined(NETWEFT_BULK_READ)
+TEST_F(GetterLiveTest, CouchTheExampleReadsAWholeDatabase) {
+  const vector<string>& ids = mixedIds();
+  ChildProcess example({NETWEFT_BULK_READ, "read", couch().getUrl() + "/" + sMixedDb, "4", "200"});
+  string line;
+  ASSERT_TRUE(example.readLine(line, 300'000));
+  EXPECT_EQ(line.find(std::to_string(ids.size()) + " documents, 0 failed, "), 0u) << line;
+  EXPECT_EQ(example.wait(60'000), 0);
+}
+
+TEST_F(GetterLiveTest, CouchTheExampleTellsOfADatabaseThatIsNotThere) {
+  ChildProcess example({NETWEFT_BULK_READ, "read", couch().getUrl() + "/" + freshName("nowhere")});
+  EXPECT_EQ(example.wait(60'000), 1);
+}
+#endif
 
 TEST_F(GetterLiveTest, CouchAServerKilledInMidRunIsToldForEachIdOnce) {
   const vector<string>& ids = mixedIds();

@@ -108,15 +108,15 @@ TEST_F(GetterLiveTest, SearchOneIdInTwoIndexesIsReportedOnceAndTakesTheRoomOfOth
   writeIndex("twins-a", jobs);
   writeIndex("twins-b", jobs);
   const map<string, string> singles = makeJobs("single", 10, 1);
-  writeIndex("singles", singles);
+  writeIndex("zz-singles", singles);  // hits of equal score come in the order of their indexes
   jobs.insert(singles.begin(), singles.end());
 
   Fetching together(es().getUrl(), 1, 100);
   EXPECT_TRUE(together.fetch(jobs));
   EXPECT_TRUE(together.book.isExactly(KeysOf(jobs)));
-  // Twenty hits for thirty documents: half of them at most are second copies.
-  EXPECT_GE(together.book.countResult(Getter::DR_Found), 10u);
   EXPECT_EQ(together.book.countResult(Getter::DR_Error), 0u);
+  EXPECT_GE(together.book.countResult(Getter::DR_Found), 10u);
+  EXPECT_GT(together.book.countResult(Getter::DR_Missing), 0u);
 
   Fetching apart(es().getUrl(), 2, 1);
   EXPECT_TRUE(apart.fetch(jobs));

@@ -5,7 +5,8 @@
 namespace qx::elasticsearch {
 
 /// The body of a `_search` for documents by the terms of their fields "id" and "type": one group for each type, in the
-/// order of the types, with the ids in theirs. `idToType` must not be empty. An empty type makes a group without a filter.
+/// order of the types, with the ids in theirs. `idToType` must not be empty. An empty type makes a group without a
+/// filter.
 ///
 ///   {"_source":<sourceFields>,
 ///    "query":{"bool":{"should":[{"bool":{"filter":{"term":{"type":"t"}},"must":{"terms":{"id":["a","b"]}}}}]}},

@@ -6,8 +6,8 @@
 
 namespace qx::elasticsearch {
 
-/// Reads the reply for a batch: each hit whose id is in the batch leaves it and is handed on. A hit whose id is not (or not
-/// any more, as of one id in two indexes) is ignored. What is left in the batch afterwards did not come back.
+/// Reads the reply for a batch: each hit whose id is in the batch leaves it and is handed on. A hit whose id is not (or
+/// not any more, as of one id in two indexes) is ignored. What is left in the batch afterwards did not come back.
 class WorkerResultParser final : public SearchResultParserInterface {
  public:
   using Receiver = std::function<void(const string& id, const string& source)>;

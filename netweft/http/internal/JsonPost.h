@@ -14,18 +14,19 @@ struct ConnectionParameters;
 
 namespace qx::http::impl {
 
-/// A POST of a JSON body whose whole answer is wanted in memory. One object serves many requests, one after the other, on
-/// one thread; it must not move while one runs.
+/// A POST of a JSON body whose whole answer is wanted in memory. One object serves many requests, one after the other,
+/// on one thread; it must not move while one runs.
 class JsonPost {
  public:
-  /// True when the answer came with status 200; it is then in `response`. Otherwise the connection tells the reason, and
-  /// `response` holds whatever arrived. Nothing can cancel it: it ends by itself, or by the time limits of the
+  /// True when the answer came with status 200; it is then in `response`. Otherwise the connection tells the reason,
+  /// and `response` holds whatever arrived. Nothing can cancel it: it ends by itself, or by the time limits of the
   /// connection's parameters.
   ///
   /// Throws std::bad_alloc.
   bool perform(HttpConnection& connection, const Url& url);
 
-  /// The time limits of a worker that asks for large answers: 30 s to connect, and then 1,200 s below 10 bytes a second.
+  /// The time limits of a worker that asks for large answers: 30 s to connect, and then 1,200 s below 10 bytes a
+  /// second.
   static void MakePatient(ConnectionParameters& parameters) noexcept;
 
   bytes body;

@@ -7,8 +7,8 @@ namespace qx::impl {
 /// A pool of workers, the queue that they take from, and the settings that they read with each batch: callbacks and the
 /// like, which may only change while nothing is to be done.
 ///
-/// A copy shares the pool of its source and owns nothing: it starts and stops no thread, must die before its source, and
-/// its queue and settings are its own, which no worker looks at.
+/// A copy shares the pool of its source and owns nothing: it starts and stops no thread, must die before its source,
+/// and its queue and settings are its own, which no worker looks at.
 template <class Jobs, class Settings>
 class JobPool {
  public:

@@ -8,8 +8,9 @@ namespace qx::impl {
 
 class WorkerPool;
 
-/// One thread of a `WorkerPool`: it takes a batch, serves it, accounts for it, and sleeps when there is none. A subclass
-/// says what a batch is; the loop, the stop flag and the state "busy" are here, once for all who have such threads.
+/// One thread of a `WorkerPool`: it takes a batch, serves it, accounts for it, and sleeps when there is none. A
+/// subclass says what a batch is; the loop, the stop flag and the state "busy" are here, once for all who have such
+/// threads.
 ///
 ///   until stopped: takeBatch (lock) -> serveBatch (no lock) -> finishBatch (lock) -> takeBatch ...
 ///                  with nothing to take: onIdle (lock), then asleep until the pool's `wake` is woken
