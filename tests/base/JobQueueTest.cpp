@@ -118,6 +118,19 @@ TEST_F(JobQueueTest, AFlagRaisedInMidWaitIsSeen) {
   EXPECT_FALSE(waiting.get());
 }
 
+TEST_F(JobQueueTest, ACancelThatChangesNothingWakesNobody) {
+  queue.cancel();
+  std::promise<void> waiting;
+  auto sleeper = std::async(std::launch::async, [&] {
+    const qxMutexLocker lock(pool.mutex, true);
+    waiting.set_value();
+    return pool.wake.wait(&pool.mutex, 300);
+  });
+  waiting.get_future().wait();
+  queue.cancel();
+  EXPECT_FALSE(sleeper.get());
+}
+
 TEST_F(JobQueueTest, ACopyHasJobsAndCountsOfItsOwn) {
   add("a");
   JobQueue<Jobs> copy(queue);

@@ -47,10 +47,12 @@ class JobQueue {
   /// Jobs that were asked for and are not done: waiting or in a worker's hands.
   uint64 countUndoneHeld() const noexcept { return mTotal - mDone; }
 
-  /// Drops what waits. What was taken goes on. The queue stays cancelled for good.
+  /// Drops what waits. What was taken goes on. The queue stays cancelled for good. A cancel that changes nothing wakes
+  /// nobody, or two who wait with raised flags would keep each other awake.
   void cancel() {
     Jobs dropped;
     const qxMutexLocker lock(mPool->mutex, true);
+    if (mCancelled && mWaiting.empty()) return;
     mTotal -= mWaiting.size();
     mCancelled = true;
     dropped.swap(mWaiting);
