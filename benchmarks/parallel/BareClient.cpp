@@ -21,7 +21,7 @@ bool Post(CURL* handle, const string& body, string& answer) {
   curl_easy_setopt(handle, CURLOPT_POSTFIELDS, body.data());
   long status = 0;
   return curl_easy_perform(handle) == CURLE_OK &&
-         curl_easy_getinfo(handle, CURLINFO_RESPONSE_CODE, &status) == CURLE_OK && status == 200;
+         curl_easy_getinfo(handle, CURLINFO_RESPONSE_CODE, &status) == CURLE_OK && status / 100 == 2;
 }
 
 }  // namespace

@@ -8,7 +8,7 @@ namespace qx::bench {
 
 /// The same requests over bare libcurl: so many threads with an easy handle each take batches of ids in turn, post a
 /// body for each, and keep the answer in memory. `makeBody` gives the body for ids [first, last); `onAnswer` may be
-/// null. Gives the count of answers with status 200.
+/// null. Gives the count of answers with status 200 or 201.
 uint64 PostBatches(const string& url, const vector<string>& ids, unsigned int threads, uint64 batchSize,
                    const std::function<string(const string* first, const string* last)>& makeBody,
                    const std::function<void(const string& answer)>& onAnswer);

@@ -47,8 +47,11 @@ bool SendAll(int socket, const string& text) {
 
 }  // namespace
 
-StubServer::StubServer(Answer answer, int thinkMs)
-    : mAnswer(std::move(answer)), mThinkMs(thinkMs), mListener(::socket(AF_INET, SOCK_STREAM, 0)) {
+StubServer::StubServer(Answer answer, int thinkMs, int status)
+    : mAnswer(std::move(answer)),
+      mThinkMs(thinkMs),
+      mStatusLine("HTTP/1.1 " + std::to_string(status) + " Fine\r\n"),
+      mListener(::socket(AF_INET, SOCK_STREAM, 0)) {
   sockaddr_in address{};
   address.sin_family = AF_INET;
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
@@ -90,7 +93,7 @@ void StubServer::serve(int socket) {
     const auto due = std::chrono::steady_clock::now() + std::chrono::milliseconds(mThinkMs);
     const string answer = mAnswer(body);
     std::this_thread::sleep_until(due);
-    const string head = "HTTP/1.1 200 OK\r\nContent-Type: application/json\r\nContent-Length: " +
+    const string head = mStatusLine + "Content-Type: application/json\r\nContent-Length: " +
                         std::to_string(answer.size()) + "\r\n\r\n";
     if (!SendAll(socket, head + answer)) return;
   }

@@ -16,8 +16,8 @@ class StubServer {
   /// Gives the body of the answer to a request's body. Runs on the connections' threads.
   using Answer = std::function<string(const string& body)>;
 
-  /// Each answer leaves `thinkMs` milliseconds after its request came.
-  StubServer(Answer answer, int thinkMs);
+  /// Each answer leaves `thinkMs` milliseconds after its request came, with this status.
+  StubServer(Answer answer, int thinkMs, int status = 200);
   StubServer(const StubServer&) = delete;
   StubServer& operator=(const StubServer&) = delete;
   ~StubServer();
@@ -30,6 +30,7 @@ class StubServer {
 
   const Answer mAnswer;
   const int mThinkMs;
+  const string mStatusLine;
   int mListener;
   int mPort;
   std::atomic<bool> mStop{false};

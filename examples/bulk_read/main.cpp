@@ -1,6 +1,8 @@
-// Reads all documents of a CouchDB database with several threads:
+// Reads all documents of a CouchDB database with several threads, or marks each of them:
 //   bulk_read read http://127.0.0.1:5984/packages 4 100
+//   bulk_read update http://127.0.0.1:5984/packages 4 100
 #include "Read.h"
+#include "Update.h"
 
 #include <csignal>
 #include <cstdlib>
@@ -9,7 +11,7 @@
 namespace {
 
 int TellUsage() {
-  std::cerr << "usage: bulk_read read DATABASE_URL [THREADS [BATCH_SIZE]]" << std::endl;
+  std::cerr << "usage: bulk_read read|update DATABASE_URL [THREADS [BATCH_SIZE]]" << std::endl;
   return 2;
 }
 
@@ -20,6 +22,7 @@ unsigned int ToCount(const char* text) {
 
 int Run(const std::string& command, const Job& job) {
   if (command == "read") return Read(job);
+  if (command == "update") return Update(job);
   return TellUsage();
 }
 
