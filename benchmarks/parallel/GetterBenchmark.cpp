@@ -6,6 +6,7 @@
 #include "netweft/base/json/Json2Variant.h"
 #include "netweft/couch/MultiThreadedDocumentGetter.h"
 #include "netweft/elasticsearch/MultiThreadedDocumentGetter.h"
+#include "netweft/elasticsearch/SearchResultParserInterface.h"
 #include "netweft/frame/Netweft.h"
 
 #include <benchmark/benchmark.h>
@@ -68,26 +69,43 @@ void CountDocuments(benchmark::State& state, uint64 perRound) {
 unsigned int Threads(const benchmark::State& state) { return static_cast<unsigned int>(state.range(0)); }
 
 void Bare(benchmark::State& state, const StubServer::Answer& answer, const char* path,
-          string (*makeBody)(const string*, const string*), bool readsJson) {
+          string (*makeBody)(const string*, const string*), void (*read)(const string& answer)) {
   StubServer server(answer, static_cast<int>(state.range(1)));
   uint64 good = 0;
   for (auto _ : state) {
-    good = PostBatches(server.getUrl() + path, Ids(), Threads(state), sBatch, makeBody, [&](const string& text) {
-      if (!readsJson) return;
-      qxVariantMapImpl map;
-      benchmark::DoNotOptimize(json::Json2Variant::Convert(text.data(), text.size(), map));
-    });
+    good = PostBatches(server.getUrl() + path, Ids(), Threads(state), sBatch, makeBody, read);
   }
   CountDocuments(state, good * sBatch);
 }
 
+void ReadTree(const string& text) {
+  qxVariantMapImpl map;
+  benchmark::DoNotOptimize(json::Json2Variant::Convert(text.data(), text.size(), map));
+}
+
+class HitCounter final : public elasticsearch::SearchResultParserInterface {
+ public:
+  uint64 hits = 0;
+
+ private:
+  void onHit(string&, string&, string&, string&, string&) override { ++hits; }
+};
+
+void ReadHits(const string& text) {
+  HitCounter counter;
+  counter.addData(text.data(), text.size());
+  benchmark::DoNotOptimize(counter.hits);
+}
+
 void CouchBare(benchmark::State& state) {
-  Bare(state, AnswerAllDocs, "/db/_all_docs?include_docs=true", AllDocsBody, false);
+  Bare(state, AnswerAllDocs, "/db/_all_docs?include_docs=true", AllDocsBody, nullptr);
 }
 void CouchBareReadingJson(benchmark::State& state) {
-  Bare(state, AnswerAllDocs, "/db/_all_docs?include_docs=true", AllDocsBody, true);
+  Bare(state, AnswerAllDocs, "/db/_all_docs?include_docs=true", AllDocsBody, ReadTree);
 }
-void SearchBare(benchmark::State& state) { Bare(state, AnswerSearch, "/_search", SearchBody, false); }
+void SearchBare(benchmark::State& state) { Bare(state, AnswerSearch, "/_search", SearchBody, nullptr); }
+
+void SearchBareReadingHits(benchmark::State& state) { Bare(state, AnswerSearch, "/_search", SearchBody, ReadHits); }
 
 void CouchGetter(benchmark::State& state) {
   using Getter = couch::MultiThreadedDocumentGetter;
@@ -136,13 +154,14 @@ void EachCase(benchmark::internal::Benchmark* benchmark) {
   for (const int thinkMs : {0, 5, 20}) {
     for (const int threads : {1, 2, 4}) benchmark->Args({threads, thinkMs});
   }
-  benchmark->ArgNames({"threads", "think_ms"})->UseRealTime()->Unit(benchmark::kMillisecond);
+  benchmark->ArgNames({"threads", "think_ms"})->MeasureProcessCPUTime()->UseRealTime()->Unit(benchmark::kMillisecond);
 }
 
 BENCHMARK(CouchBare)->Apply(EachCase);
 BENCHMARK(CouchBareReadingJson)->Apply(EachCase);
 BENCHMARK(CouchGetter)->Apply(EachCase);
 BENCHMARK(SearchBare)->Apply(EachCase);
+BENCHMARK(SearchBareReadingHits)->Apply(EachCase);
 BENCHMARK(SearchGetter)->Apply(EachCase);
 
 }  // namespace
