@@ -54,7 +54,7 @@ class LiveWorld : public testing::Test {
   static bool becomesSame(const string& dbName, const string& indexName, const vector<string>& options = {},
                           int timeoutSec = 120);
 
- private:
+  // For fixtures that start one of them alone.
   static unique_ptr<LiveServer> sCouch;
   static unique_ptr<LiveServer> sEs;
 };
