@@ -9,6 +9,12 @@
 
 namespace qx::impl {
 
+namespace {
+
+constexpr int sTurnsOutsideTheLock = 1000;
+
+}  // namespace
+
 bool WorkerThread::isStopRequested() const noexcept { return ReadFlag(mStop); }
 
 void WorkerThread::run() {
@@ -22,7 +28,8 @@ void WorkerThread::run() {
         break;
       case T_Again:
         lock.unlock();
-        std::this_thread::yield();
+        // Long enough that whoever wakes for the lock finds it free: a lock taken again at once starves them.
+        for (int turn = 0; turn < sTurnsOutsideTheLock; ++turn) std::this_thread::yield();
         lock.lock();
         break;
       case T_Batch:
