@@ -63,6 +63,10 @@ class NETWEFT_EXPORT MultiThreadedDocumentUpdater {
   /// updates go on. Changes from after the call, the updater's own among them, are not followed. False after an error,
   /// which is logged; what was queued before it goes on. `cancelFlag` may be null; raised by any thread through
   /// `StoreFlag` it ends the listing before its next request, and the result is true.
+  ///
+  /// The listing has a connection of its own with the default time limits. A server that is too busy with the updates to
+  /// send a byte for ten seconds fails it; calling again lists everything anew, and documents still waiting count once
+  /// more in the log line but are read once.
   bool applyOnEntireDb(const bool* cancelFlag);
 
   /// Blocks until all that was queued is read and written, sends what the threads have left over, one last post for
