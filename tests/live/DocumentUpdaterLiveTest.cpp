@@ -144,7 +144,7 @@ TEST_F(DocumentUpdaterLiveTest, AWholeDatabaseIsMarkedWithWritersAndDeletionsBes
   StoreFlag(stop, true);
   writer.join();
 
-  EXPECT_EQ(book.design, 1u);
+  EXPECT_GE(book.design, 1u);  // more than once if it was listed again
   UpdateBook rest;
   run(rest);
   UpdateBook none;
