@@ -25,6 +25,14 @@ ChangeListing::Step FailStep(const char* what) {
 
 }  // namespace
 
+// The getter's limits: the server may be silent for long while it serves the updates that the listing itself has queued.
+ChangeListing::ChangeListing(const CouchConnectionParameters& server, const string& db) : mServer(server), mDbName(db) {
+  http::ConnectionParameters& parameters = mConnection.editConnectionParameters();
+  parameters.connectTimeoutSec = 30;
+  parameters.lowSpeedLimit = 10;
+  parameters.lowSpeedTimeSec = 1200;
+}
+
 bool ChangeListing::start() {
   qxVariantMapImpl answer;
   if (!get({{"descending", "true"}, {"limit", "1"}}, answer)) return Fail("current sequence number (http error)");

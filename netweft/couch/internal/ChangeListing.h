@@ -17,7 +17,7 @@ class ChangeListing {
   };
 
   /// `server` must outlive the listing.
-  ChangeListing(const CouchConnectionParameters& server, const string& db) : mServer(server), mDbName(db) {}
+  ChangeListing(const CouchConnectionParameters& server, const string& db);
 
   /// Asks for the sequence at which the walk ends. False, logged, when the server does not tell.
   bool start();
