@@ -74,6 +74,7 @@ class CountingWorker final : public WorkerThread {
   World& mWorld;
 };
 
+/// What a test's functions refer to must outlive the workers: a test with variables of its own in them stops the pool.
 class WorkerPoolTest : public testing::Test {
  protected:
   ~WorkerPoolTest() override { world.pool.stop(); }
@@ -90,6 +91,7 @@ TEST_F(WorkerPoolTest, EachBatchIsServedAndFinishedOnce) {
   start(3);
   world.add(100);
   world.waitUntilFinished(100);
+  world.pool.stop();
   EXPECT_EQ(served, 100);
   EXPECT_EQ(world.countFinished(), 100);
 }
@@ -108,6 +110,7 @@ TEST_F(WorkerPoolTest, EveryWorkerKnowsTheSizeOfTheWholePool) {
   };
   start(4);
   world.waitUntilIdle(4);
+  world.pool.stop();
   EXPECT_FALSE(differs);
 }
 
@@ -122,9 +125,12 @@ TEST_F(WorkerPoolTest, BatchesAreServedAtTheSameTimeAndWithoutTheLock) {
   start(2);
   world.add(2);
   ASSERT_TRUE(gate.waitForArrivals(2));
-  const qxMutexLocker lock(world.pool.mutex, true);
-  EXPECT_TRUE(world.pool.isAnyBusy());
+  {
+    const qxMutexLocker lock(world.pool.mutex, true);
+    EXPECT_TRUE(world.pool.isAnyBusy());
+  }
   opened.set_value();
+  world.pool.stop();
 }
 
 TEST_F(WorkerPoolTest, AWorkerIsBusyOnlyWhileItServes) {
@@ -136,6 +142,7 @@ TEST_F(WorkerPoolTest, AWorkerIsBusyOnlyWhileItServes) {
   world.add(3);
   world.waitUntilFinished(3);
   world.waitUntilIdle(1);
+  world.pool.stop();
   EXPECT_FALSE(busyWhenFinishing);
   EXPECT_FALSE(busyWhenTaking);
 }
