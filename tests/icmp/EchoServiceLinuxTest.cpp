@@ -327,7 +327,8 @@ TEST_P(EchoServiceLinuxTest, ErrorsOfTheNetworkHaveTheirWords) {
     names.push_back(Host(static_cast<int>(i) + 2));
     expected.push_back(names.back() + ": " + cases[i].word);
   }
-  route([&](const IpPacket& request) {
+  // With copies: the router goes on until the next test takes its place.
+  route([names, cases](const IpPacket& request) {
     const auto found = std::find(names.begin(), names.end(), request.destination);
     const Case& wanted = cases[static_cast<std::size_t>(found - names.begin())];
     return Deliveries{Packet(MakeError(request, RouterAddress(), wanted.type, wanted.code))};
