@@ -4,11 +4,11 @@
 #include "netweft/base/system/internal/qxVariantAccess.h"
 
 #include <benchmark/benchmark.h>
-#include <nlohmann/json.hpp>
 #include <rapidjson/document.h>
 #include <rapidjson/memorystream.h>
 #include <rapidjson/reader.h>
 #include <simdjson.h>
+#include <nlohmann/json.hpp>
 
 #include <charconv>
 #include <cstring>

@@ -4,10 +4,10 @@
 #include "netweft/base/json/JsonStreamer.h"
 
 #include <benchmark/benchmark.h>
-#include <nlohmann/json.hpp>
 #include <rapidjson/document.h>
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
+#include <nlohmann/json.hpp>
 
 /// A tree to JSON text: ours from variants, the others' from their own trees.
 namespace {

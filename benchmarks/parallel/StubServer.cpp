@@ -93,8 +93,8 @@ void StubServer::serve(int socket) {
     const auto due = std::chrono::steady_clock::now() + std::chrono::milliseconds(mThinkMs);
     const string answer = mAnswer(body);
     std::this_thread::sleep_until(due);
-    const string head = mStatusLine + "Content-Type: application/json\r\nContent-Length: " +
-                        std::to_string(answer.size()) + "\r\n\r\n";
+    const string head =
+        mStatusLine + "Content-Type: application/json\r\nContent-Length: " + std::to_string(answer.size()) + "\r\n\r\n";
     if (!SendAll(socket, head + answer)) return;
   }
 }
@@ -114,8 +114,10 @@ vector<string> ReadIds(const string& body) {
 
 string DocumentMembers(const string& id) {
   static const string sText(700, 'x');
-  return R"("id":")" + id + R"(","type":"t","name":"a name","count":17,"tags":["one","two","three"],)"
-         R"("nested":{"a":1,"b":{"c":true}},"text":")" + sText + "\"";
+  return R"("id":")" + id +
+         R"(","type":"t","name":"a name","count":17,"tags":["one","two","three"],)"
+         R"("nested":{"a":1,"b":{"c":true}},"text":")" +
+         sText + "\"";
 }
 
 }  // namespace qx::bench

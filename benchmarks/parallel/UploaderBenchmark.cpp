@@ -1,6 +1,6 @@
 // Documents per second of the uploader beside bare libcurl that posts the same batches to the same server. One producer
-// hands out copies of ready bodies to the uploader; each of the bare client's threads copies its own. Arguments: threads,
-// and how long the server thinks about each post in milliseconds.
+// hands out copies of ready bodies to the uploader; each of the bare client's threads copies its own. Arguments:
+// threads, and how long the server thinks about each post in milliseconds.
 #include "benchmarks/parallel/BareClient.h"
 #include "benchmarks/parallel/StubServer.h"
 #include "netweft/couch/MultiThreadedDocumentUploader.h"
@@ -33,8 +33,8 @@ string AnswerNothing(const string&) { return "[]"; }
 
 void CountDocuments(benchmark::State& state, bool isWhole) {
   if (!isWhole) state.SkipWithError("batches are missing");
-  state.counters["docs"] = benchmark::Counter(static_cast<double>(sBatches * sBatchSize),
-                                              benchmark::Counter::kIsIterationInvariantRate);
+  state.counters["docs"] =
+      benchmark::Counter(static_cast<double>(sBatches * sBatchSize), benchmark::Counter::kIsIterationInvariantRate);
 }
 
 unsigned int Threads(const benchmark::State& state) { return static_cast<unsigned int>(state.range(0)); }

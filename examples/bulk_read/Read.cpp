@@ -49,7 +49,7 @@ int Read(const Job& job) {
 
   const qx::int64 elapsedMs = std::max<qx::int64>(timer.getElapsedMs(), 1);
   std::cout << totals.found << " documents, " << totals.failed << " failed, " << totals.bytes << " bytes in "
-            << qx::FormatDuration(elapsedMs, 1, true) << " ("
-            << static_cast<qx::int64>(totals.found) * 1000 / elapsedMs << " docs/sec)" << std::endl;
+            << qx::FormatDuration(elapsedMs, 1, true) << " (" << static_cast<qx::int64>(totals.found) * 1000 / elapsedMs
+            << " docs/sec)" << std::endl;
   return totals.failed == 0 ? 0 : 1;
 }

@@ -31,7 +31,8 @@ void PrintTable(std::ostream& out, const std::vector<Result>& results, bool with
   const int hostWidth = Widest(results, 4, host);
   const int addressWidth = Widest(results, 7, address);
 
-  out << std::left << "  " << std::setw(hostWidth) << "host" << "  " << std::setw(addressWidth) << "address"
+  out << std::left << "  " << std::setw(hostWidth) << "host"
+      << "  " << std::setw(addressWidth) << "address"
       << "  latency" << (withHops ? "  hops" : "") << '\n';
   for (const Result& result : results) {
     out << (IsBest(result, best) ? "* " : "  ") << std::left << std::setw(hostWidth) << host(result) << "  "

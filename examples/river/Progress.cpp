@@ -33,8 +33,8 @@ void Progress::show(qx::uint64 done, qx::uint64 total) {
     mStart = now;
   }
   char line[160];
-  std::snprintf(line, sizeof line, "[%s] %llu of %llu changes, %.0f per second, lag %llu", Bar(done, total).c_str(), done,
-                total, changesPerSecond(done, now), total > done ? total - done : 0);
+  std::snprintf(line, sizeof line, "[%s] %llu of %llu changes, %.0f per second, lag %llu", Bar(done, total).c_str(),
+                done, total, changesPerSecond(done, now), total > done ? total - done : 0);
   const bool terminal = isatty(STDOUT_FILENO) == 1;
   const bool moved = done != mLastDone || total != mLastTotal;
   if (!terminal && (!moved || (now - mLastShown < sPlainPeriod && done < total))) return;

@@ -1,6 +1,6 @@
+#include "fuzz/couch/CutInput.h"
 #include "netweft/base/system/qxLog.h"
 #include "netweft/couch/internal/FeedReader.h"
-#include "fuzz/couch/CutInput.h"
 
 #include <stdexcept>
 

@@ -1,6 +1,6 @@
+#include "fuzz/couch/CutInput.h"
 #include "netweft/base/system/qxLog.h"
 #include "netweft/couch/internal/ViewStreamParser.h"
-#include "fuzz/couch/CutInput.h"
 
 /// A view's response, however it is cut, gives the same rows and ends the same way.
 namespace qx::fuzz {

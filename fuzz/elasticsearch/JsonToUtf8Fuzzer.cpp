@@ -1,5 +1,5 @@
-// Any bytes: the conversion must stay inside its buffers, give the same in place as from one buffer to another, and give
-// valid UTF-8 that is no longer than its source.
+// Any bytes: the conversion must stay inside its buffers, give the same in place as from one buffer to another, and
+// give valid UTF-8 that is no longer than its source.
 
 #include "netweft/elasticsearch/internal/JsonToUtf8.h"
 

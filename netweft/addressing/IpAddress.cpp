@@ -128,13 +128,9 @@ string IpAddress::getAddressAsString(bool withPort) const {
 
 const sockaddr* IpAddress::getSockaddr() const noexcept { return mAddress == nullptr ? nullptr : &mAddress->any; }
 
-const sockaddr_in* IpAddress::getIPv4Sockaddr() const noexcept {
-  return mType == IPT_IPv4 ? &mAddress->v4 : nullptr;
-}
+const sockaddr_in* IpAddress::getIPv4Sockaddr() const noexcept { return mType == IPT_IPv4 ? &mAddress->v4 : nullptr; }
 
-const sockaddr_in6* IpAddress::getIPv6Sockaddr() const noexcept {
-  return mType == IPT_IPv6 ? &mAddress->v6 : nullptr;
-}
+const sockaddr_in6* IpAddress::getIPv6Sockaddr() const noexcept { return mType == IPT_IPv6 ? &mAddress->v6 : nullptr; }
 
 int IpAddress::getSockaddrLen() const noexcept {
   switch (mType) {

@@ -40,8 +40,8 @@ class NETWEFT_EXPORT IpAddress {
   void fromIPv4(const sockaddr_in* address);
   void fromIPv6(const sockaddr_in6* address);
 
-  /// Parses an address without brackets, port 0. `IPT_Invalid` as `type` means either family, IPv4 first. A text that is
-  /// no address of that type leaves this one invalid; nothing else reports it.
+  /// Parses an address without brackets, port 0. `IPT_Invalid` as `type` means either family, IPv4 first. A text that
+  /// is no address of that type leaves this one invalid; nothing else reports it.
   void fromStringAddress(const string& text, Type type);
 
   /// Empty when invalid. With `withPort` a port other than 0 follows behind ":"; no brackets are added, so that an IPv6
@@ -56,8 +56,8 @@ class NETWEFT_EXPORT IpAddress {
   /// In bytes; 0 when invalid.
   int getSockaddrLen() const noexcept;
 
-  /// Compares addresses only; ports, flow information and scope are ignored. An IPv4 address equals the IPv4-mapped IPv6
-  /// address that stands for it, in either order. Two invalid addresses are equal.
+  /// Compares addresses only; ports, flow information and scope are ignored. An IPv4 address equals the IPv4-mapped
+  /// IPv6 address that stands for it, in either order. Two invalid addresses are equal.
   bool compareAddresses(const IpAddress& other) const noexcept;
   bool operator==(const IpAddress& other) const noexcept { return compareAddresses(other); }
 

@@ -25,8 +25,8 @@ void MoveSecret(string& secret, string& source) {
 
 uint16 ParsePort(std::string_view text) {
   int64 port = 0;
-  const bool usable = qxStringUtils::ParseInt64(string(text), 0, port) && port >= 0 &&
-                      port <= std::numeric_limits<uint16>::max();
+  const bool usable =
+      qxStringUtils::ParseInt64(string(text), 0, port) && port >= 0 && port <= std::numeric_limits<uint16>::max();
   return usable ? static_cast<uint16>(port) : uint16{0};
 }
 
@@ -187,9 +187,7 @@ Url Url::toUrl(const vector<string>& segments, const StringPairList& parameters)
   return result;
 }
 
-Url Url::toUrl(const string& a, const StringPairList& parameters) const {
-  return toUrl(vector<string>{a}, parameters);
-}
+Url Url::toUrl(const string& a, const StringPairList& parameters) const { return toUrl(vector<string>{a}, parameters); }
 
 Url Url::toUrl(const string& a, const string& b, const StringPairList& parameters) const {
   return toUrl(vector<string>{a, b}, parameters);

@@ -33,7 +33,8 @@ class NETWEFT_EXPORT Url {
   static constexpr std::string_view msQueryValueMask = "********";
 
   explicit Url(ClearStrategy strategy);
-  /// `fromEncodedUtf8String(encodedUrl, nullptr, false)`: a text that does not parse leaves an empty Url and a log line.
+  /// `fromEncodedUtf8String(encodedUrl, nullptr, false)`: a text that does not parse leaves an empty Url and a log
+  /// line.
   explicit Url(const string& encodedUrl);
   Url(const Url& other);
   /// Assigning a Url to itself loses `getHostAsIp` and changes nothing else.
@@ -73,8 +74,8 @@ class NETWEFT_EXPORT Url {
   /// True when host and schema are both there. Nothing else is checked.
   bool isValid() const noexcept { return !mHost.empty() && !mSchema.empty(); }
 
-  /// Compares host, user, password, path, port and schema. The query, the authentication database and the host's address
-  /// take no part: two URLs that differ only in their query are equal.
+  /// Compares host, user, password, path, port and schema. The query, the authentication database and the host's
+  /// address take no part: two URLs that differ only in their query are equal.
   bool operator==(const Url& other) const noexcept;
   bool operator!=(const Url& other) const noexcept { return !(*this == other); }
 
@@ -118,13 +119,12 @@ class NETWEFT_EXPORT Url {
   Url toUrl(const string& a, const StringPairList& parameters) const;
   Url toUrl(const string& a, const string& b, const StringPairList& parameters) const;
   Url toUrl(const string& a, const string& b, const string& c, const StringPairList& parameters) const;
-  Url toUrl(const string& a, const string& b, const string& c, const string& d,
-            const StringPairList& parameters) const;
+  Url toUrl(const string& a, const string& b, const string& c, const string& d, const StringPairList& parameters) const;
 
   /// Replaces this Url by a parsed text. On failure the Url is empty, and the reason replaces `*error`, or goes to the
   /// log's channel "url" when `error` is null. `normalize` puts scheme and host into lower case. The user information
-  /// must hold a ":". A port that is no number of 16 bits is dropped without a report; one with a leading zero is octal.
-  /// The fragment is dropped.
+  /// must hold a ":". A port that is no number of 16 bits is dropped without a report; one with a leading zero is
+  /// octal. The fragment is dropped.
   ///
   /// "http://h/" has one empty path segment, so that a segment appended to it follows a double slash.
   bool fromEncodedUtf8String(const string& text, string* error = nullptr, bool normalize = false);

@@ -64,8 +64,9 @@ class NETWEFT_EXPORT MultiThreadedDocumentUpdater {
   /// which is logged; what was queued before it goes on. `cancelFlag` may be null; raised by any thread through
   /// `StoreFlag` it ends the listing before its next request, and the result is true.
   ///
-  /// The listing has a connection of its own with the getter's limits: 30 s to connect, 1,200 s below 10 bytes a second,
-  /// since the server may be busy with what was queued already. Calling it again after a failure lists everything anew.
+  /// The listing has a connection of its own with the getter's limits: 30 s to connect, 1,200 s below 10 bytes a
+  /// second, since the server may be busy with what was queued already. Calling it again after a failure lists
+  /// everything anew.
   bool applyOnEntireDb(const bool* cancelFlag);
 
   /// Blocks until all that was queued is read and written, sends what the threads have left over, one last post for

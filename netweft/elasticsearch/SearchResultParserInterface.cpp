@@ -41,8 +41,8 @@ constexpr int32 sDepthSource = 4;
 /// As C's `atoi`, held inside the range of an int.
 int32 ToHitCount(const string& text) {
   const long long value = std::strtoll(text.c_str(), nullptr, 10);
-  return static_cast<int32>(std::clamp<long long>(value, std::numeric_limits<int32>::min(),
-                                                  std::numeric_limits<int32>::max()));
+  return static_cast<int32>(
+      std::clamp<long long>(value, std::numeric_limits<int32>::min(), std::numeric_limits<int32>::max()));
 }
 
 }  // namespace
@@ -84,15 +84,10 @@ const char* SearchResultParserInterface::consumePlain(const char* here, const ch
 void SearchResultParserInterface::captureNumber(char c) {
   if (!isCapturingNumber()) return;
   switch (c) {
-    case ':':
-      mNumberText.clear();
-      break;
+    case ':': mNumberText.clear(); break;
     case ',':
-    case '}':
-      endNumber();
-      break;
-    default:
-      mNumberText += c;
+    case '}': endNumber(); break;
+    default: mNumberText += c;
   }
 }
 
@@ -103,11 +98,8 @@ void SearchResultParserInterface::endNumber() {
       if (mTotalHitCount != 0) mErrorFlag = true;
       mTotalHitCount = ToHitCount(mNumberText);
       break;
-    case sInHitsArray:
-      mScore = mNumberText;
-      break;
-    default:
-      mErrorFlag = true;
+    case sInHitsArray: mScore = mNumberText; break;
+    default: mErrorFlag = true;
   }
 }
 
@@ -153,17 +145,10 @@ void SearchResultParserInterface::takeString() {
   bool taken = false;
   switch (mTokenizer->curlyDepth) {
     case sDepthReply:
-    case sDepthHits:
-      taken = takeOuterString();
-      break;
-    case sDepthHit:
-      taken = takeHitString();
-      break;
-    case sDepthSource:
-      taken = takeSourceString();
-      break;
-    default:
-      break;
+    case sDepthHits: taken = takeOuterString(); break;
+    case sDepthHit: taken = takeHitString(); break;
+    case sDepthSource: taken = takeSourceString(); break;
+    default: break;
   }
   if (taken) mToken.clear();
 }

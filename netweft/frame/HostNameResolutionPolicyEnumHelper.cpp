@@ -6,8 +6,7 @@ namespace {
 
 map<int, list<string>> ParseDeclaration() {
   map<int, list<string>> table;
-  EnumHelperInterface::__GetEnumToStringMap(
-      table, "HNRP_Default = 0, HNRP_Whatever, HNRP_PreferIpv6, HNRP_PreferIpv4");
+  EnumHelperInterface::__GetEnumToStringMap(table, "HNRP_Default = 0, HNRP_Whatever, HNRP_PreferIpv6, HNRP_PreferIpv4");
   return table;
 }
 

@@ -6,8 +6,8 @@
 
 namespace qx::http {
 
-/// The text form of `HostNameResolutionPolicy`: a value by name or number, and back. Holds the value alone; the tables live as
-/// long as the library.
+/// The text form of `HostNameResolutionPolicy`: a value by name or number, and back. Holds the value alone; the tables
+/// live as long as the library.
 class NETWEFT_EXPORT HostNameResolutionPolicyEnumHelper : public EnumHelperInterface {
  public:
   static const string sTypeName;

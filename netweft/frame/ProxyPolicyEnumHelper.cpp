@@ -6,8 +6,7 @@ namespace {
 
 map<int, list<string>> ParseDeclaration() {
   map<int, list<string>> table;
-  EnumHelperInterface::__GetEnumToStringMap(
-      table, "PP_Default = 0 , PP_NoProxy , PP_AutomaticProxy , PP_ManualProxy");
+  EnumHelperInterface::__GetEnumToStringMap(table, "PP_Default = 0 , PP_NoProxy , PP_AutomaticProxy , PP_ManualProxy");
   return table;
 }
 
@@ -16,13 +15,10 @@ map<int, list<string>> ParseDeclaration() {
 const string ProxyPolicyEnumHelper::sTypeName = "qx::http::ProxyPolicy";
 const map<int, list<string>> ProxyPolicyEnumHelper::sVals = ParseDeclaration();
 
-ProxyPolicyEnumHelper::ProxyPolicyEnumHelper(const string& name)
-    : EnumHelperInterface(name, sVals, sTypeName) {}
+ProxyPolicyEnumHelper::ProxyPolicyEnumHelper(const string& name) : EnumHelperInterface(name, sVals, sTypeName) {}
 
-ProxyPolicyEnumHelper::ProxyPolicyEnumHelper(int value)
-    : EnumHelperInterface(value, sVals, sTypeName) {}
+ProxyPolicyEnumHelper::ProxyPolicyEnumHelper(int value) : EnumHelperInterface(value, sVals, sTypeName) {}
 
-ProxyPolicyEnumHelper::ProxyPolicyEnumHelper(ProxyPolicy value)
-    : EnumHelperInterface(value, sVals, sTypeName) {}
+ProxyPolicyEnumHelper::ProxyPolicyEnumHelper(ProxyPolicy value) : EnumHelperInterface(value, sVals, sTypeName) {}
 
 }  // namespace qx::http

@@ -6,8 +6,7 @@ namespace {
 
 map<int, list<string>> ParseDeclaration() {
   map<int, list<string>> table;
-  EnumHelperInterface::__GetEnumToStringMap(
-      table, "SVP_DefaultBehavior = 0 , SVP_VerifyPeerAndHost , SVP_NoVerify");
+  EnumHelperInterface::__GetEnumToStringMap(table, "SVP_DefaultBehavior = 0 , SVP_VerifyPeerAndHost , SVP_NoVerify");
   return table;
 }
 
@@ -19,8 +18,7 @@ const map<int, list<string>> SSLValidatePolicyEnumHelper::sVals = ParseDeclarati
 SSLValidatePolicyEnumHelper::SSLValidatePolicyEnumHelper(const string& name)
     : EnumHelperInterface(name, sVals, sTypeName) {}
 
-SSLValidatePolicyEnumHelper::SSLValidatePolicyEnumHelper(int value)
-    : EnumHelperInterface(value, sVals, sTypeName) {}
+SSLValidatePolicyEnumHelper::SSLValidatePolicyEnumHelper(int value) : EnumHelperInterface(value, sVals, sTypeName) {}
 
 SSLValidatePolicyEnumHelper::SSLValidatePolicyEnumHelper(SSLValidatePolicy value)
     : EnumHelperInterface(value, sVals, sTypeName) {}

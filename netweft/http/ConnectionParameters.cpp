@@ -1,8 +1,8 @@
 #include "netweft/http/ConnectionParameters.h"
 
 #include "netweft/base/system/qxLogObject.h"
-#include "netweft/frame/internal/FrameState.h"
 #include "netweft/frame/Netweft.h"
+#include "netweft/frame/internal/FrameState.h"
 #include "netweft/http/HttpProxyFinder.h"
 #include "netweft/http/internal/CurlEasy.h"
 
@@ -24,12 +24,9 @@ bool ResolveVerification(SSLValidatePolicy policy) {
 long ResolveAddressFamily(HostNameResolutionPolicy policy) {
   if (policy == HNRP_Default) policy = GetDefaultHostNameResolutionPolicy();
   switch (policy) {
-    case HNRP_PreferIpv6:
-      return CURL_IPRESOLVE_V6;
-    case HNRP_PreferIpv4:
-      return CURL_IPRESOLVE_V4;
-    default:
-      return CURL_IPRESOLVE_WHATEVER;
+    case HNRP_PreferIpv6: return CURL_IPRESOLVE_V6;
+    case HNRP_PreferIpv4: return CURL_IPRESOLVE_V4;
+    default: return CURL_IPRESOLVE_WHATEVER;
   }
 }
 
@@ -96,14 +93,9 @@ int ApplyProxy(CURL* handle, const ConnectionParameters& parameters, const qx::U
   string proxy;
   bool isKnown = true;
   switch (parameters.proxyPolicy == PP_Default ? GetDefaultProxyPolicy() : parameters.proxyPolicy) {
-    case PP_AutomaticProxy:
-      isKnown = proxyFinder.getProxyUrl(url, proxy);
-      break;
-    case PP_ManualProxy:
-      proxy = GetManualProxy(parameters.manualProxyUrl);
-      break;
-    default:
-      break;
+    case PP_AutomaticProxy: isKnown = proxyFinder.getProxyUrl(url, proxy); break;
+    case PP_ManualProxy: proxy = GetManualProxy(parameters.manualProxyUrl); break;
+    default: break;
   }
   return SetText(handle, CURLOPT_PROXY, isKnown ? proxy.c_str() : nullptr);
 }

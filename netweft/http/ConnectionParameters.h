@@ -31,7 +31,8 @@ struct NETWEFT_EXPORT ConnectionParameters {
   /// Whether the server's certificate and name must hold. A URL whose host is written 127.0.0.1 is never verified,
   /// whatever this says, and what it redirects to is not either.
   SSLValidatePolicy sslValidatePolicy = SVP_DefaultBehavior;
-  /// A preference is strict: a host that has only the other family fails, and `HttpConnection` holds the retry for that.
+  /// A preference is strict: a host that has only the other family fails, and `HttpConnection` holds the retry for
+  /// that.
   HostNameResolutionPolicy hostNameResolutionPolicy = HNRP_Default;
   ProxyPolicy proxyPolicy = PP_Default;
   /// Used only under `PP_ManualProxy`. If it is not valid the request goes without a proxy, and the log says so.
@@ -44,9 +45,9 @@ struct NETWEFT_EXPORT ConnectionParameters {
   /// the handle already has are still sent until `HttpConnection::clearConnection`.
   bool keepCookies = true;
 
-  /// Sets the options of libcurl's live easy handle `curlHandle` (a `CURL*`) for a coming request to `url`. `proxyFinder`
-  /// is asked only under `PP_AutomaticProxy`; it should live as long as the handle, and serves one thread at a time.
-  /// The process defaults are read without a lock.
+  /// Sets the options of libcurl's live easy handle `curlHandle` (a `CURL*`) for a coming request to `url`.
+  /// `proxyFinder` is asked only under `PP_AutomaticProxy`; it should live as long as the handle, and serves one thread
+  /// at a time. The process defaults are read without a lock.
   ///
   /// 0 when libcurl took every option; any other value is a failure and tells nothing more. All options are tried in
   /// any case. Throws nothing but std::bad_alloc.

@@ -11,12 +11,12 @@ class Url;
 namespace qx::http {
 
 /// The blocking HTTP client: one libcurl easy handle, kept open from request to request together with its TCP and TLS
-/// connections, one request at a time, on the caller's thread. What a request sends and where the answer goes is decided
-/// by a callback that sets options on the handle; `HttpHelpers` has ready ones for the usual verbs.
+/// connections, one request at a time, on the caller's thread. What a request sends and where the answer goes is
+/// decided by a callback that sets options on the handle; `HttpHelpers` has ready ones for the usual verbs.
 ///
-/// A connection is for one thread at a time; different connections may run on different threads at once. Nothing outside
-/// can interrupt a running request: cancellation works from inside the write, read or progress function that the
-/// callback installed.
+/// A connection is for one thread at a time; different connections may run on different threads at once. Nothing
+/// outside can interrupt a running request: cancellation works from inside the write, read or progress function that
+/// the callback installed.
 ///
 /// Transfer problems throw nothing. std::bad_alloc, and whatever a set-up callback throws, reach the caller; the
 /// connection has then lost its handle and stays usable.
@@ -50,8 +50,8 @@ class NETWEFT_EXPORT HttpConnection {
   ///
   /// `callback` may be null, and options that an earlier callback set stay on the handle: without a data callback
   /// `userData` must fit the write function that the handle has, which on a fresh one is `fwrite` to a `FILE*`.
-  /// `userData` stays the caller's, and the handle forgets it before this returns. Any other data pointer that a callback
-  /// sets (for the header function, say) stays on the handle like every option, and must live as long.
+  /// `userData` stays the caller's, and the handle forgets it before this returns. Any other data pointer that a
+  /// callback sets (for the header function, say) stays on the handle like every option, and must live as long.
   ///
   /// The time limits of the parameters bound connecting and stalling, not the whole transfer.
   bool getHttpData(const qx::Url& url, const string& expectedType, long expectedReturnCode, SetupCallback callback,

@@ -18,8 +18,8 @@ class HttpConnectionPool;
 ///   HttpHelpers::HttpGet(*connection, url);
 class NETWEFT_EXPORT HttpConnectionLocker {
  public:
-  /// Borrow from the pool, for requests to this host and port. If the connection comes back from another one the log says
-  /// so on the unnamed channel, unless it was new.
+  /// Borrow from the pool, for requests to this host and port. If the connection comes back from another one the log
+  /// says so on the unnamed channel, unless it was new.
   HttpConnectionLocker(HttpConnectionPool& pool, const string& host, unsigned short port);
   HttpConnectionLocker(HttpConnectionPool& pool, const qx::Url& url);
   /// Takes ownership, without any pool: the destructor deletes the connection. So one code path serves those who have a

@@ -41,9 +41,8 @@ HttpConnection* HttpConnectionPool::getHttpConnection(const string& host, unsign
   {
     const qxMutexLocker lock(mImpl->mutex, true);
     list<PoolEntry>& idle = mImpl->idleConnections;
-    const auto found = std::find_if(idle.begin(), idle.end(), [&](const PoolEntry& entry) {
-      return entry.port == port && entry.host == host;
-    });
+    const auto found = std::find_if(idle.begin(), idle.end(),
+                                    [&](const PoolEntry& entry) { return entry.port == port && entry.host == host; });
     if (found != idle.end()) {
       unique_ptr<HttpConnection> connection = std::move(found->connection);
       idle.erase(found);

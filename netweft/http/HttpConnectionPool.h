@@ -8,8 +8,8 @@ namespace qx::http {
 class HttpConnection;
 
 /// Keeps idle connections by host and port, so that a later request to the same endpoint finds its TCP and TLS session
-/// still open. It limits what is idle, not what is in use: it never blocks and never refuses. `HttpConnectionLocker` is the
-/// way to borrow that cannot forget to give back.
+/// still open. It limits what is idle, not what is in use: it never blocks and never refuses. `HttpConnectionLocker` is
+/// the way to borrow that cannot forget to give back.
 ///
 /// Any thread; a borrowed connection belongs to one thread. Connections are closed with the pool's lock held. Idle ones
 /// expire on a thread of the library's, about every two seconds, and at each release.

@@ -127,8 +127,8 @@ bool HttpHelpers::RunVerb(const Call& call) {
   request.isJson = call.isJson;
   request.body = call.body;
   request.bodySize = call.body != nullptr ? call.bodySize : 0;
-  const bool isDone = GenericCall(call.connection, call.url, result, call.parameters, call.headers, &request, call.expected,
-                                  HeedsAbortFlag(call.verb) ? call.abortFlag : nullptr);
+  const bool isDone = GenericCall(call.connection, call.url, result, call.parameters, call.headers, &request,
+                                  call.expected, HeedsAbortFlag(call.verb) ? call.abortFlag : nullptr);
   scope.copyToReplaced();
   if (!isDone && result.httpReturnCode != 404 && call.result == nullptr && !ReadFlag(call.abortFlag)) {
     LogDetail("http") << "Http " << GetVerbName(call.verb) << " error " << call.connection.getLastErrorMsg();

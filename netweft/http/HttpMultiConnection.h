@@ -7,17 +7,17 @@
 
 namespace qx::http {
 
-/// Runs many HTTP requests at once from one thread that never blocks for long. The caller queues requests and pumps with
-/// `updateConnection`; each finished request comes back through one call of the completion callback. A fixed number of
-/// transfer slots, built with the object, bounds how many run at the same time, and keeps their TCP connections open
-/// from request to request.
+/// Runs many HTTP requests at once from one thread that never blocks for long. The caller queues requests and pumps
+/// with `updateConnection`; each finished request comes back through one call of the completion callback. A fixed
+/// number of transfer slots, built with the object, bounds how many run at the same time, and keeps their TCP
+/// connections open from request to request.
 ///
 /// Requests leave in the order in which they were added; with several slots they may finish in any order. Nothing
 /// happens between two pumps: who stops pumping stops the transfers.
 ///
-/// All of it, construction and destruction included, is for one thread at a time, and the callback runs on it. The library
-/// must be initialised. Failed requests throw nothing; std::bad_alloc (behind the completion of the request that it hit)
-/// and what the completion callback throws leave `updateConnection`, and the object stays usable.
+/// All of it, construction and destruction included, is for one thread at a time, and the callback runs on it. The
+/// library must be initialised. Failed requests throw nothing; std::bad_alloc (behind the completion of the request
+/// that it hit) and what the completion callback throws leave `updateConnection`, and the object stays usable.
 class NETWEFT_EXPORT HttpMultiConnection {
  public:
   enum Method : int32 {
@@ -38,14 +38,15 @@ class NETWEFT_EXPORT HttpMultiConnection {
     void* userData = nullptr;
   };
 
-  /// Called once for each request that was started, from inside `updateConnection`. `httpCode` is the status, whatever it
-  /// is, and `errorText` is empty; or -1 when there was no complete answer, and `errorText` says why: "Curl error <number>
-  /// <text>", or "Setup error" for a request that could not be started. `headers` has the keys in lower case and string
-  /// values, of a repeated header the last; the status line is a key of its own. `content` is the body: the callback may
-  /// take its bytes, but what it takes has the slot's 256 KiB of capacity. All references end with the call.
+  /// Called once for each request that was started, from inside `updateConnection`. `httpCode` is the status, whatever
+  /// it is, and `errorText` is empty; or -1 when there was no complete answer, and `errorText` says why: "Curl error
+  /// <number> <text>", or "Setup error" for a request that could not be started. `headers` has the keys in lower case
+  /// and string values, of a repeated header the last; the status line is a key of its own. `content` is the body: the
+  /// callback may take its bytes, but what it takes has the slot's 256 KiB of capacity. All references end with the
+  /// call.
   ///
-  /// The callback may add requests, cancel, and change callback, headers and parameters. It must not destroy the object; a
-  /// call of `updateConnection` from inside it does nothing.
+  /// The callback may add requests, cancel, and change callback, headers and parameters. It must not destroy the
+  /// object; a call of `updateConnection` from inside it does nothing.
   using CompletionCallback = void (*)(HttpMultiConnection& connection, long httpCode, const string& errorText,
                                       const qxVariantMapImpl& headers, vector<char>& content, void* completionContext,
                                       void* requestUserData);

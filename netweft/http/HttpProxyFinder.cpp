@@ -78,15 +78,10 @@ struct HttpProxyFinder::HttpProxyFinderImpl {
 
   bool takeAnswer(string& proxy) {
     switch (proxyInfo.accessType) {
-      case ProxyAccessType::NoProxy:
-        return true;
-      case ProxyAccessType::NamedProxy:
-        proxy = GetFirstEntry(proxyInfo.proxies.value_or(""));
-        return true;
-      case ProxyAccessType::DefaultProxy:
-        return takeDefaultConfiguration(proxy);
-      case ProxyAccessType::AutomaticProxy:
-        break;
+      case ProxyAccessType::NoProxy: return true;
+      case ProxyAccessType::NamedProxy: proxy = GetFirstEntry(proxyInfo.proxies.value_or("")); return true;
+      case ProxyAccessType::DefaultProxy: return takeDefaultConfiguration(proxy);
+      case ProxyAccessType::AutomaticProxy: break;
     }
     LogDetail("http") << "Unexpected WinHttpGetProxyForUrl result";
     return false;

@@ -14,8 +14,8 @@ class HttpProxyFinderDoor;
 class ProxyDiscovery;
 }  // namespace impl
 
-/// Answers which proxy the system wants for a URL: WinHTTP's discovery on Windows, libproxy's elsewhere. Connections ask
-/// it when their proxy policy resolves to `PP_AutomaticProxy`.
+/// Answers which proxy the system wants for a URL: WinHTTP's discovery on Windows, libproxy's elsewhere. Connections
+/// ask it when their proxy policy resolves to `PP_AutomaticProxy`.
 ///
 /// One finder belongs to one connection and serves one thread at a time; different finders may run at once. It keeps
 /// the platform's session from the first look-up until it is destroyed, and caches no answer.
@@ -28,8 +28,8 @@ class NETWEFT_EXPORT HttpProxyFinder {
   /// Closes the session.
   ~HttpProxyFinder();
 
-  /// Empties `proxy`, then looks `url` up. True: there is an answer, and `proxy` holds it as libcurl takes it, empty for
-  /// a direct connection. Where the system names several proxies the first is taken. False: there is no answer, and
+  /// Empties `proxy`, then looks `url` up. True: there is an answer, and `proxy` holds it as libcurl takes it, empty
+  /// for a direct connection. Where the system names several proxies the first is taken. False: there is no answer, and
   /// `proxy` is empty; the reason is on the log's channel "http", unless it is a network without discovery.
   ///
   /// Blocks for as long as discovery takes, which the time limits of a connection do not cover. Throws nothing but

@@ -56,12 +56,12 @@ class NETWEFT_EXPORT IcmpHostStatRetriever : public qxThread {
 
   /// One address of a host; or a host whose name has none, with an invalid `address`.
   struct Result {
-    string errorMessage;                ///< why there is no measure; empty when there is one
-    string hostName;                    ///< as requested
-    uint16 port = 0;                    ///< as requested
-    IpAddress address;                  ///< the address probed
-    uint32 latencyMs = sNotMeasured;    ///< round trip time of the successful echo, in whole milliseconds, cut
-    uint32 hops = sNotMeasured;         ///< its time to live: the hop count under `searchHops`, else 64
+    string errorMessage;              ///< why there is no measure; empty when there is one
+    string hostName;                  ///< as requested
+    uint16 port = 0;                  ///< as requested
+    IpAddress address;                ///< the address probed
+    uint32 latencyMs = sNotMeasured;  ///< round trip time of the successful echo, in whole milliseconds, cut
+    uint32 hops = sNotMeasured;       ///< its time to live: the hop count under `searchHops`, else 64
 
     bool isValid() const noexcept { return latencyMs != sNotMeasured; }
   };

@@ -34,8 +34,7 @@ qxVariantMapImpl MakeHeader(const qxVariantMapImpl& claims, const AlgTraits& alg
 
 bool EncodeMap(const qxVariantMapImpl& map, string& out) {
   string text;
-  return json::Json2Variant::Convert(map, text, false) &&
-         base64Encode(text.data(), text.size(), out, B64_UrlSafeBare);
+  return json::Json2Variant::Convert(map, text, false) && base64Encode(text.data(), text.size(), out, B64_UrlSafeBare);
 }
 
 /// "exp" may be the very second of "iat": a token that nobody can use any more is still one.

@@ -13,11 +13,12 @@ class HttpConnectionPool;
 
 namespace qx::jwt {
 
-/// The keys of a JSON Web Key Set that lies behind a URL. It is fetched with a connection from a pool when a key is wanted
-/// that is not there, and each key lives for twelve hours (43200 seconds) from the fetch that first brought it.
+/// The keys of a JSON Web Key Set that lies behind a URL. It is fetched with a connection from a pool when a key is
+/// wanted that is not there, and each key lives for twelve hours (43200 seconds) from the fetch that first brought it.
 ///
 /// What that means for a host:
-/// - A key that the set no longer holds is accepted until its twelve hours are over, and so is the old key of an identifier
+/// - A key that the set no longer holds is accepted until its twelve hours are over, and so is the old key of an
+/// identifier
 ///   whose key was exchanged: rotate keys under new identifiers. A rejected identifier stays rejected as long.
 /// - A later fetch never renews a key. It can delay the clearing of one that is over its time, and until then
 ///   that identifier has no key.
@@ -26,8 +27,8 @@ namespace qx::jwt {
 /// - The set's size is not limited, and a redirect may lead from https to http: point it at a server that you trust.
 /// - Keys for checking signatures alone are taken: "use" must be "sig" or "key_ops" the text "verify".
 ///
-/// No lock, and each look-up writes: a host that shares a store between threads guards it with a lock of its own. A fetch
-/// blocks its caller as long as the default `ConnectionParameters` let it.
+/// No lock, and each look-up writes: a host that shares a store between threads guards it with a lock of its own. A
+/// fetch blocks its caller as long as the default `ConnectionParameters` let it.
 ///
 /// A copy is an alias of the same keys with no count kept: exactly one of the copies may be destroyed, after which
 /// none may be used. Assignment leaks what the target had, unless an alias holds it.

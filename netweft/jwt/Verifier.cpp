@@ -88,8 +88,7 @@ RejectCause CheckSignature(const Parts& parts, const AlgTraits& alg, KeyProvider
   if (provider == nullptr) return Verifier::RC_Uninitialized;
   const shared_ptr<AsymmetricKey> key = FindKey(parts, alg.alg, *provider);
   bytes signature;
-  if (key == nullptr ||
-      !base64Decode(parts.signature.data(), parts.signature.size(), signature, B64_UrlSafeBare)) {
+  if (key == nullptr || !base64Decode(parts.signature.data(), parts.signature.size(), signature, B64_UrlSafeBare)) {
     return Verifier::RC_InternalError;
   }
   SignatureError error = SE_None;

@@ -88,10 +88,10 @@ TEST(ResolveHostNameTest, AListThatComesWithAFailureIsFreedAndUnused) {
 }
 
 TEST(ResolveHostNameTest, AFailureIsLoggedWithTheWordForItsCode) {
-  const vector<std::pair<int, string>> words{
-      {EAI_AGAIN, " (EAI_AGAIN)"},   {EAI_BADFLAGS, " (EAI_BADFLAGS)"}, {EAI_FAIL, " (EAI_FAIL)"},
-      {EAI_FAMILY, " (EAI_FAMILY)"}, {EAI_MEMORY, " (EAI_MEMORY)"},     {EAI_NONAME, " (EAI_NONAME)"},
-      {EAI_SERVICE, " (EAI_SERVICE)"}, {EAI_SOCKTYPE, " (EAI_SOCKTYPE)"}};
+  const vector<std::pair<int, string>> words{{EAI_AGAIN, " (EAI_AGAIN)"},     {EAI_BADFLAGS, " (EAI_BADFLAGS)"},
+                                             {EAI_FAIL, " (EAI_FAIL)"},       {EAI_FAMILY, " (EAI_FAMILY)"},
+                                             {EAI_MEMORY, " (EAI_MEMORY)"},   {EAI_NONAME, " (EAI_NONAME)"},
+                                             {EAI_SERVICE, " (EAI_SERVICE)"}, {EAI_SOCKTYPE, " (EAI_SOCKTYPE)"}};
   for (const auto& [code, word] : words) {
     const ScriptedResolver resolver(code, {});
     const LogCapture log;

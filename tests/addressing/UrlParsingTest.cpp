@@ -37,9 +37,9 @@ TEST(UrlParsingTest, NoPortStaysNoPort) {
 TEST(UrlParsingTest, AStatedDefaultPortIsRendered) { EXPECT_EQ(RoundTrip("http://host:80/a"), "http://host:80/a"); }
 
 TEST(UrlParsingTest, PortsAreReadWithTheirOwnBase) {
-  const vector<std::pair<string, uint16>> ports{{"80", 80},       {"0100", 64},  {"00", 0},      {"", 0},   {"08", 0},
-                                                {"65535", 65535}, {"65536", 0},  {"0177777", 65535},
-                                                {"0200000", 0},   {"99999999999999999999", 0}};
+  const vector<std::pair<string, uint16>> ports{
+      {"80", 80},       {"0100", 64}, {"00", 0},          {"", 0},        {"08", 0},
+      {"65535", 65535}, {"65536", 0}, {"0177777", 65535}, {"0200000", 0}, {"99999999999999999999", 0}};
   for (const auto& [text, port] : ports) {
     EXPECT_EQ(Parse("http://host:" + text + "/").getPort(), port) << text;
   }
@@ -89,8 +89,7 @@ TEST(UrlParsingTest, ASyntaxErrorTellsItsOffset) {
 }
 
 TEST(UrlParsingTest, ASyntaxErrorInTheTenThousandsHasNoGrouping) {
-  EXPECT_EQ(GetParseError("http://h/" + string(99991, 'a') + " "),
-            "fail to parse uri UriParser syntax error @100000");
+  EXPECT_EQ(GetParseError("http://h/" + string(99991, 'a') + " "), "fail to parse uri UriParser syntax error @100000");
 }
 
 TEST(UrlParsingTest, ANulInsideATextIsASyntaxError) {

@@ -61,7 +61,6 @@ void __wrap_uriFreeUriMembersA(UriUriA* uri) {
 namespace qx {
 namespace {
 
-
 /// Short enough to stand in the string object itself, and long enough for the heap.
 const string kShort = "SECRET!1";
 const string kLong = "SECRET!" + string(60, 'x');

@@ -1,7 +1,7 @@
 #include "WrappedUriParser.h"
 
-#include <array>
 #include <uriparser/Uri.h>
+#include <array>
 
 namespace qx::test {
 namespace {

@@ -6,12 +6,12 @@
 #include <new>
 
 #if defined(__has_feature)
-#if __has_feature(thread_sanitizer)
-#define NETWEFT_UNDER_THREAD_SANITIZER 1
-#endif
+#  if __has_feature(thread_sanitizer)
+#    define NETWEFT_UNDER_THREAD_SANITIZER 1
+#  endif
 #endif
 #if !defined(NETWEFT_UNDER_THREAD_SANITIZER)
-#define NETWEFT_UNDER_THREAD_SANITIZER 0
+#  define NETWEFT_UNDER_THREAD_SANITIZER 0
 #endif
 
 namespace {

@@ -32,8 +32,12 @@ TEST(Base64Test, CharSetNumbersAreFixed) {
 }
 
 TEST(Base64Test, TheStandardVectorsArePadded) {
-  const vector<pair<string, string>> vectors{{"", ""},           {"f", "Zg=="},         {"fo", "Zm8="},
-                                             {"foo", "Zm9v"},    {"foob", "Zm9vYg=="},  {"fooba", "Zm9vYmE="},
+  const vector<pair<string, string>> vectors{{"", ""},
+                                             {"f", "Zg=="},
+                                             {"fo", "Zm8="},
+                                             {"foo", "Zm9v"},
+                                             {"foob", "Zm9vYg=="},
+                                             {"fooba", "Zm9vYmE="},
                                              {"foobar", "Zm9vYmFy"}};
   for (const auto& [data, text] : vectors) {
     EXPECT_EQ(Encode(data, B64_Standard), text);

@@ -187,9 +187,9 @@ TEST_F(CertStoreLoadingTest, ABundleThatTheEnvironmentNamesIsLoaded) {
 }
 
 TEST_F(CertStoreLoadingTest, AFolderAloneIsEnough) {
-  EXPECT_EXIT((useFile(mFolder + "/none.pem"), write(getHashedName()), useFolder("/nowhere:" + mFolder),
-               Exit(TrustsGood())),
-              testing::ExitedWithCode(0), "");
+  EXPECT_EXIT(
+      (useFile(mFolder + "/none.pem"), write(getHashedName()), useFolder("/nowhere:" + mFolder), Exit(TrustsGood())),
+      testing::ExitedWithCode(0), "");
 }
 
 TEST_F(CertStoreLoadingTest, AFolderWithoutHashedNamesHoldsNone) {
@@ -210,10 +210,10 @@ TEST_F(CertStoreLoadingTest, AMachineWithoutCertificatesHasNoStore) {
 }
 
 TEST_F(CertStoreLoadingTest, AnAddedAuthorityMakesUpForAMachineWithoutCertificates) {
-  EXPECT_EXIT((useFile(mFolder + "/none.pem"), useFolder(mFolder + "/none"),
-               Exit(!HasStore() && AddTrustedAuthority(TestCertificates::GetShared().getAuthorityPem()) &&
-                    TrustsGood())),
-              testing::ExitedWithCode(0), "");
+  EXPECT_EXIT(
+      (useFile(mFolder + "/none.pem"), useFolder(mFolder + "/none"),
+       Exit(!HasStore() && AddTrustedAuthority(TestCertificates::GetShared().getAuthorityPem()) && TrustsGood())),
+      testing::ExitedWithCode(0), "");
 }
 
 }  // namespace

@@ -57,7 +57,10 @@ TEST(Charset, LongTextIsConvertedWhole) {
 }
 
 TEST(Charset, BrokenInputBecomesQuestionMarks) {
-  EXPECT_EQ(qxStringUtils::convertToUnicode("a\xFF" "b", CS_Utf8), L"a?b");
+  EXPECT_EQ(qxStringUtils::convertToUnicode("a\xFF"
+                                            "b",
+                                            CS_Utf8),
+            L"a?b");
   EXPECT_EQ(qxStringUtils::convertToUnicode("a\xC3", CS_Utf8), L"a?");
   EXPECT_EQ(qxStringUtils::convertTo8Bits(std::wstring(1, static_cast<wchar_t>(0xD800)) + L"b", CS_Utf8), "?b");
 }

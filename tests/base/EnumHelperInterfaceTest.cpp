@@ -21,8 +21,7 @@ EnumHelperInterface::NameTable Table(const string& declaration) {
 }
 
 /// Built while the program is loaded, as the helpers of the library build theirs.
-const EnumHelperInterface::NameTable sTable =
-    Table("PP_Default = 0 , PP_NoProxy , PP_AutomaticProxy , PP_ManualProxy");
+const EnumHelperInterface::NameTable sTable = Table("PP_Default = 0 , PP_NoProxy , PP_AutomaticProxy , PP_ManualProxy");
 const string sTypeName = "ProxyPolicy";
 
 class Helper final : public EnumHelperInterface {
@@ -98,7 +97,8 @@ TEST(EnumHelperInterface, UnknownNameIsZeroWithAWarning) {
 }
 
 TEST(EnumHelperInterface, OnlySubclassesConstructItAndAnyoneDestroysIt) {
-  EXPECT_FALSE((std::is_constructible_v<EnumHelperInterface, int, const EnumHelperInterface::NameTable&, const string&>));
+  EXPECT_FALSE(
+      (std::is_constructible_v<EnumHelperInterface, int, const EnumHelperInterface::NameTable&, const string&>));
   EXPECT_TRUE(std::is_destructible_v<EnumHelperInterface>);
 }
 

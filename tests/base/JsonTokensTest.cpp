@@ -38,9 +38,7 @@ TEST(JsonTokens, WithoutAnyTheScanFails) {
   EXPECT_EQ(TokensOf(" \n "), (Tokens{"refused"}));
 }
 
-TEST(JsonTokens, TheScanFindsWhatIsNotUtf8InAString) {
-  EXPECT_EQ(TokensOf("[\"\xFF\"]"), (Tokens{"refused"}));
-}
+TEST(JsonTokens, TheScanFindsWhatIsNotUtf8InAString) { EXPECT_EQ(TokensOf("[\"\xFF\"]"), (Tokens{"refused"})); }
 
 TEST(JsonTokens, TheScanFindsOpenStringsAndRawControlCharacters) {
   EXPECT_EQ(TokensOf("[\"a]"), (Tokens{"refused"}));

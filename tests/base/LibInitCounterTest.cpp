@@ -44,7 +44,8 @@ TEST(LibInitCounter, CounterLeftAboveZeroWarnsWhenTold) {
     counter.incrementInitCounter();
     counter.incrementInitCounter();
   }
-  EXPECT_THAT(log.getLines(), ElementsAre(test::Warning("The library test was initialised and not terminated; count 2")));
+  EXPECT_THAT(log.getLines(),
+              ElementsAre(test::Warning("The library test was initialised and not terminated; count 2")));
 }
 
 TEST(LibInitCounter, CounterAtZeroOrNotToldWritesNothing) {

@@ -41,13 +41,17 @@ TEST(LogStderr, ControlCharactersAreEscaped) {
 }
 
 TEST(LogStderr, ControlCharactersOfTheUpperHalfAreEscaped) {
-  EXPECT_EQ(EscapeForTerminal("\xC2\x9B" "31m"), "\\xc2\\x9b31m");
+  EXPECT_EQ(EscapeForTerminal("\xC2\x9B"
+                              "31m"),
+            "\\xc2\\x9b31m");
   EXPECT_EQ(EscapeForTerminal("\xC2\x85"), "\\xc2\\x85");
   EXPECT_EQ(EscapeForTerminal("\xC2\xA0"), "\xC2\xA0");
 }
 
 TEST(LogStderr, BytesThatAreNotUtf8AreEscaped) {
-  EXPECT_EQ(EscapeForTerminal("\x9b" "31m"), "\\x9b31m");
+  EXPECT_EQ(EscapeForTerminal("\x9b"
+                              "31m"),
+            "\\x9b31m");
   EXPECT_EQ(EscapeForTerminal("\xC3"), "\\xc3");
   EXPECT_EQ(EscapeForTerminal("\xED\xA0\x80"), "\\xed\\xa0\\x80");
 }

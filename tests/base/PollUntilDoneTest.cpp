@@ -11,7 +11,8 @@ TEST(PollUntilDoneTest, WhatIsDoneIsNotWaitedFor) {
   qxMutex mutex;
   qxWaitCondition condition;
   int asked = 0;
-  PollUntilDone(mutex, condition, qxWaitCondition::sNoLimit, nullptr, [&] { return ++asked > 0; }, [] { FAIL(); });
+  PollUntilDone(
+      mutex, condition, qxWaitCondition::sNoLimit, nullptr, [&] { return ++asked > 0; }, [] { FAIL(); });
   EXPECT_EQ(asked, 1);
 }
 
@@ -19,7 +20,8 @@ TEST(PollUntilDoneTest, WithoutAWakeItAsksAgainAfterThePeriod) {
   qxMutex mutex;
   qxWaitCondition condition;
   int asked = 0;
-  PollUntilDone(mutex, condition, 10, nullptr, [&] { return ++asked == 3; }, [] { FAIL(); });
+  PollUntilDone(
+      mutex, condition, 10, nullptr, [&] { return ++asked == 3; }, [] { FAIL(); });
   EXPECT_EQ(asked, 3);
 }
 
@@ -28,7 +30,8 @@ TEST(PollUntilDoneTest, AWakeIsAskedAtOnce) {
   qxWaitCondition condition;
   bool done = false;
   auto waiting = std::async(std::launch::async, [&] {
-    PollUntilDone(mutex, condition, qxWaitCondition::sNoLimit, nullptr, [&] { return done; }, [] {});
+    PollUntilDone(
+        mutex, condition, qxWaitCondition::sNoLimit, nullptr, [&] { return done; }, [] {});
   });
   {
     const qxMutexLocker lock(mutex, true);
@@ -43,7 +46,8 @@ TEST(PollUntilDoneTest, ARaisedFlagCancelsAndTheWaitGoesOnUntilDone) {
   qxWaitCondition condition;
   const bool cancelFlag = true;
   int cancels = 0;
-  PollUntilDone(mutex, condition, 1, &cancelFlag, [&] { return cancels == 2; }, [&] { ++cancels; });
+  PollUntilDone(
+      mutex, condition, 1, &cancelFlag, [&] { return cancels == 2; }, [&] { ++cancels; });
   EXPECT_EQ(cancels, 3);  // and once more in the last pass
 }
 

@@ -5,8 +5,8 @@
 
 namespace qx::test {
 
-/// Place of a virtual operation in the table, as a pointer to member tells it in the Itanium ABI: one plus the offset in
-/// bytes. The destructor takes two places, 0 and 1.
+/// Place of a virtual operation in the table, as a pointer to member tells it in the Itanium ABI: one plus the offset
+/// in bytes. The destructor takes two places, 0 and 1.
 template <class Member>
 std::ptrdiff_t VirtualSlot(Member member) {
   std::ptrdiff_t encoded = 0;

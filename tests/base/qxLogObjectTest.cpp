@@ -78,8 +78,8 @@ TEST(qxLogObject, StringKeepsItsTerminators) {
 
 TEST(qxLogObject, NumbersOfEveryWidthAreWritten) {
   const LogCapture log;
-  LogError() << std::numeric_limits<int64>::min() << ' ' << std::numeric_limits<uint64>::max() << ' ' << -5 << ' '
-             << 5U << ' ' << 2.5;
+  LogError() << std::numeric_limits<int64>::min() << ' ' << std::numeric_limits<uint64>::max() << ' ' << -5 << ' ' << 5U
+             << ' ' << 2.5;
   EXPECT_THAT(log.getLines(), ElementsAre(Error("-9223372036854775808 18446744073709551615 -5 5 2.5")));
 }
 

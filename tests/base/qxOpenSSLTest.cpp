@@ -26,8 +26,8 @@ TEST(qxOpenSSLTest, GenerationsAreToldByTheirFirstNumbers) {
 }
 
 TEST(qxOpenSSLTest, AnyOtherTextIsUnknown) {
-  for (const char* text : {"", "3", "3.", "3.x", ".3.0", "30.1.1", "4.0.0", "0.9.8", "1.2.0", "1.10.0", "2.0.0",
-                           "3.0.", "3.0x", "3.0.x", "x3.0.1", " 3.0.1", "-3.0.1", "three"}) {
+  for (const char* text : {"", "3", "3.", "3.x", ".3.0", "30.1.1", "4.0.0", "0.9.8", "1.2.0", "1.10.0", "2.0.0", "3.0.",
+                           "3.0x", "3.0.x", "x3.0.1", " 3.0.1", "-3.0.1", "three"}) {
     EXPECT_EQ(Parse(text), qxOpenSSL::OV_Unknown) << text;
   }
 }

@@ -68,7 +68,10 @@ TEST(qxStringUtils, TrimStripsWhiteSpaceAtBothEnds) {
   EXPECT_EQ(Trim("ab"), "ab");
   EXPECT_EQ(Trim(" \t "), "");
   EXPECT_EQ(Trim(""), "");
-  EXPECT_EQ(Trim("\xC2\xA0" "a"), "\xC2\xA0" "a");
+  EXPECT_EQ(Trim("\xC2\xA0"
+                 "a"),
+            "\xC2\xA0"
+            "a");
 }
 
 TEST(qxStringUtils, TrimGivesItsArgument) {
@@ -189,11 +192,10 @@ TEST(qxStringUtils, UuidIsParsedBareAndWithDashes) {
 }
 
 TEST(qxStringUtils, WhatIsNoUuidIsRefusedAndLeavesTheResultAlone) {
-  for (const char* text :
-       {"", "00112233445566778899aabbccddeef", "00112233445566778899aabbccddeeff0", "g0112233445566778899aabbccddeeff",
-        "0011223-34455-6677-8899-aabbccddeeff", "00112233-4455-6677-8899-aabbccddeefg",
-        "{0112233-4455-6677-8899-aabbccddeef}", "00112233-4455-6677-8899aabb-ccddeeff",
-        "00112233-4455-6677-8899-aabbccddee-f"}) {
+  for (const char* text : {"", "00112233445566778899aabbccddeef", "00112233445566778899aabbccddeeff0",
+                           "g0112233445566778899aabbccddeeff", "0011223-34455-6677-8899-aabbccddeeff",
+                           "00112233-4455-6677-8899-aabbccddeefg", "{0112233-4455-6677-8899-aabbccddeef}",
+                           "00112233-4455-6677-8899aabb-ccddeeff", "00112233-4455-6677-8899-aabbccddee-f"}) {
     EXPECT_EQ(Uuid(text), "refused") << text;
   }
 }

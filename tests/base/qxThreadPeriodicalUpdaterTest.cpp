@@ -57,9 +57,7 @@ TEST(qxThreadPeriodicalUpdater, PeriodOfZeroCountsAsOne) {
 
 TEST(qxThreadPeriodicalUpdater, DestructorDoesNotWaitForThePeriod) {
   const auto start = steady_clock::now();
-  {
-    const unique_ptr<qxThread> updater = std::make_unique<qxThreadPeriodicalUpdater>(3600U);
-  }
+  { const unique_ptr<qxThread> updater = std::make_unique<qxThreadPeriodicalUpdater>(3600U); }
   EXPECT_LT(steady_clock::now() - start, std::chrono::minutes(1));
 }
 

@@ -321,8 +321,12 @@ TEST(qxVariant, ToBoolOfTexts) {
 }
 
 TEST(qxVariant, ValuesOfDifferentKindsDiffer) {
-  const qxVariant values[] = {qxVariant(),       qxVariant(1),    qxVariant("1"),
-                              qxVariant(true),   Sample(),        qxVariant(qxVariantListImpl()),
+  const qxVariant values[] = {qxVariant(),
+                              qxVariant(1),
+                              qxVariant("1"),
+                              qxVariant(true),
+                              Sample(),
+                              qxVariant(qxVariantListImpl()),
                               OfType(qxVariant::VT_Null)};
   for (const qxVariant& a : values) {
     for (const qxVariant& b : values) EXPECT_EQ(a == b, &a == &b) << a.getType() << " " << b.getType();

@@ -45,9 +45,7 @@ TEST(qxVariantWalk, MapOfAMillionLevelsIsCopiedComparedAndDestroyed) {
   EXPECT_TRUE(copy == map);
 }
 
-TEST(qxVariantWalk, DifferenceAtTheBottomOfADeepMapIsSeen) {
-  EXPECT_FALSE(DeepMap(sLevels, 1) == DeepMap(sLevels, 2));
-}
+TEST(qxVariantWalk, DifferenceAtTheBottomOfADeepMapIsSeen) { EXPECT_FALSE(DeepMap(sLevels, 1) == DeepMap(sLevels, 2)); }
 
 TEST(qxVariantWalk, DeepMapIsAssignedAndCleared) {
   qxVariantMapImpl map = DeepMap(sLevels, 1);

@@ -27,9 +27,9 @@ vector<string> Deliver(const string& text, Getter::DocContent content) {
 }
 
 TEST(AllDocsRowsTest, ADocumentIsHandedOver) {
-  EXPECT_THAT(Deliver(R"({"rows":[{"id":"a","key":"a","value":{"rev":"1-x"},"doc":{"_id":"a","n":1}}]})",
-                      Getter::DC_Document),
-              ElementsAre(R"(a|{"_id":"a","n":1}||0)"));
+  EXPECT_THAT(
+      Deliver(R"({"rows":[{"id":"a","key":"a","value":{"rev":"1-x"},"doc":{"_id":"a","n":1}}]})", Getter::DC_Document),
+      ElementsAre(R"(a|{"_id":"a","n":1}||0)"));
 }
 
 TEST(AllDocsRowsTest, RowsKeepTheirOrder) {
@@ -74,9 +74,9 @@ TEST(AllDocsRowsTest, ARowWithoutValueHasARevisionThatHoldsNothing) {
 }
 
 TEST(AllDocsRowsTest, AnErrorComesInTheServersWords) {
-  EXPECT_THAT(Deliver(R"({"rows":[{"key":"a","error":"not_found"},{"key":"b","error":{"why":1}}]})",
-                      Getter::DC_IdAndRev),
-              ElementsAre("a|{}|not_found|2", R"(b|{}|{"why":1}|2)"));
+  EXPECT_THAT(
+      Deliver(R"({"rows":[{"key":"a","error":"not_found"},{"key":"b","error":{"why":1}}]})", Getter::DC_IdAndRev),
+      ElementsAre("a|{}|not_found|2", R"(b|{}|{"why":1}|2)"));
 }
 
 TEST(AllDocsRowsTest, AnErrorOutweighsADocument) {

@@ -11,8 +11,7 @@ using testing::IsEmpty;
 
 constexpr auto sChange = couch::ChangesListener::CM_NewChange;
 constexpr auto sError = couch::ChangesListener::CM_ListenStopedDueToError;
-const string sWriteError =
-    "Curl error (Failed writing received data to disk/application) while listening change feed";
+const string sWriteError = "Curl error (Failed writing received data to disk/application) while listening change feed";
 
 /// What a callback may do to the listener that called it.
 class ListenerCallbackTest : public ListenerFixture {
@@ -56,11 +55,13 @@ TEST_F(ListenerCallbackTest, AFeedMayBeStoppedByAnyOfItsMessages) {
     if (request.target.starts_with("/nothing/")) return Reply::Raw("").close();
     return Feed().sendChunk("{\"type\":\"created\",\"db_name\":\"x\"}\n").hold();
   });
-  const map<string, Listener::CallbackMsg> messages = {
-      {"starting", Listener::CM_StartListening}, {"listening", Listener::CM_Listening},
-      {"heartbeat", Listener::CM_Heartbeat},     {"missing", Listener::CM_ListenStopedDbMissing},
-      {"error", sError},                         {"broken", sError},
-      {"nothing", Listener::CM_FailToStartListening}};
+  const map<string, Listener::CallbackMsg> messages = {{"starting", Listener::CM_StartListening},
+                                                       {"listening", Listener::CM_Listening},
+                                                       {"heartbeat", Listener::CM_Heartbeat},
+                                                       {"missing", Listener::CM_ListenStopedDbMissing},
+                                                       {"error", sError},
+                                                       {"broken", sError},
+                                                       {"nothing", Listener::CM_FailToStartListening}};
   for (const auto& entry : messages) {
     const string& db = entry.first;
     bool stopped = false;

@@ -33,10 +33,17 @@ TEST(CallbackParamTest, ItsFieldsStandInTheirOrder) {
 }
 
 TEST(CallbackMsgToStringTest, EachMessageHasItsNumberAndItsName) {
-  const vector<string> names = {"CM_ListenStopedDueToError", "CM_ListenStopedDbMissing", "CM_FailToStartListening",
-                                "CM_StartListening",         "CM_Listening",             "CM_NewChange",
-                                "CM_DbCreated",              "CM_DbDeleted",             "CM_DbUpdated",
-                                "CM_DbDesignDocUpdated",     "CM_Heartbeat"};
+  const vector<string> names = {"CM_ListenStopedDueToError",
+                                "CM_ListenStopedDbMissing",
+                                "CM_FailToStartListening",
+                                "CM_StartListening",
+                                "CM_Listening",
+                                "CM_NewChange",
+                                "CM_DbCreated",
+                                "CM_DbDeleted",
+                                "CM_DbUpdated",
+                                "CM_DbDesignDocUpdated",
+                                "CM_Heartbeat"};
   for (size_t i = 0; i < names.size(); ++i) {
     EXPECT_EQ(ChangesListener::CallbackMsgToString(static_cast<ChangesListener::CallbackMsg>(i)), names[i]);
   }
@@ -58,7 +65,8 @@ TEST_F(ChangesListenerTest, TheRequestOfAFeedOnTheWire) {
   ASSERT_TRUE(pumpUntil(Listener::CM_Listening));
   EXPECT_EQ(server.getRequest(0).raw,
             "GET /shop/_changes?feed=continuous&heartbeat=30000&since=3 HTTP/1.1\r\n"
-            "Host: 127.0.0.1:" + std::to_string(server.getPort()) + "\r\nAccept:application/json\r\n\r\n");
+            "Host: 127.0.0.1:" +
+                std::to_string(server.getPort()) + "\r\nAccept:application/json\r\n\r\n");
 }
 
 TEST_F(ChangesListenerTest, ContentIsAskedForOnTheWire) {
@@ -107,9 +115,8 @@ TEST_F(ChangesListenerTest, ChangesFollowTheStart) {
   server.queue(Feed().sendChunk(ChangeLine(4, "a")).sendChunk("\n").sendChunk(ChangeLine(5, "b")).hold());
   start("shop");
   ASSERT_TRUE(pumpUntilEvents(5));
-  EXPECT_THAT(recorder.events,
-              ElementsAre(Starting("shop", 3), Listening("shop", 3), Change("shop", 4, "a", {"1-a"}),
-                          Event(Listener::CM_Heartbeat, "shop", 4), Change("shop", 5, "b", {"1-a"})));
+  EXPECT_THAT(recorder.events, ElementsAre(Starting("shop", 3), Listening("shop", 3), Change("shop", 4, "a", {"1-a"}),
+                                           Event(Listener::CM_Heartbeat, "shop", 4), Change("shop", 5, "b", {"1-a"})));
 }
 
 TEST_F(ChangesListenerTest, HeadersAloneBeginTheListening) {
@@ -198,10 +205,9 @@ TEST_F(ChangesListenerTest, ABadSequenceRetriesFromThePreviousOne) {
   server.queue(Feed().hold());
   start("shop");
   ASSERT_TRUE(pumpUntil(Listener::CM_Listening, 2));
-  EXPECT_THAT(recorder.events,
-              ElementsAre(Starting("shop", 3), Listening("shop", 3), Change("shop", 5, "a", {"1-a"}),
-                          Event(sError, "shop", 5, "Invalid seq id in change feed : '-1'"), Starting("shop", 5),
-                          Listening("shop", 5)));
+  EXPECT_THAT(recorder.events, ElementsAre(Starting("shop", 3), Listening("shop", 3), Change("shop", 5, "a", {"1-a"}),
+                                           Event(sError, "shop", 5, "Invalid seq id in change feed : '-1'"),
+                                           Starting("shop", 5), Listening("shop", 5)));
   EXPECT_TRUE(server.waitForClosedConnections(1));
   EXPECT_EQ(server.getRequest(1).target, "/shop/_changes?feed=continuous&heartbeat=30000&since=5");
 }
@@ -212,10 +218,9 @@ TEST_F(ChangesListenerTest, RefusedCredentialsComeAsTheServersErrorLine) {
   server.queue(Feed().hold());
   start("shop");
   ASSERT_TRUE(pumpUntil(Listener::CM_Listening, 2));
-  EXPECT_THAT(recorder.events,
-              ElementsAre(Starting("shop", 3), Listening("shop", 3),
-                          Event(sError, "shop", 3, "Change feed error : unauthorized"), Starting("shop", 3),
-                          Listening("shop", 3)));
+  EXPECT_THAT(recorder.events, ElementsAre(Starting("shop", 3), Listening("shop", 3),
+                                           Event(sError, "shop", 3, "Change feed error : unauthorized"),
+                                           Starting("shop", 3), Listening("shop", 3)));
   EXPECT_THAT(log.getLines(), IsEmpty());
 }
 
@@ -224,8 +229,7 @@ TEST_F(ChangesListenerTest, AMissingDatabaseComesAsTheServersErrorLine) {
   server.queue(Feed().hold());
   start("shop");
   ASSERT_TRUE(pumpUntil(Listener::CM_Listening, 2));
-  EXPECT_EQ(recorder.events[2],
-            Event(Listener::CM_ListenStopedDbMissing, "shop", 3, "Change feed error : not_found"));
+  EXPECT_EQ(recorder.events[2], Event(Listener::CM_ListenStopedDbMissing, "shop", 3, "Change feed error : not_found"));
   EXPECT_THAT(log.getLines(), IsEmpty());
 }
 

@@ -27,8 +27,8 @@ TEST_F(BrokenFeedTest, ARefusedConnectionFailsToStart) {
   listener.setConnectionParameters(Url(nobody.getUrl("")));
   start("shop", 3, 3600);
   ASSERT_TRUE(pumpUntilEvents(2));
-  EXPECT_THAT(recorder.events, ElementsAre(Starting("shop", 3), Event(Listener::CM_FailToStartListening, "shop", 3,
-                                                                      "connection issue")));
+  EXPECT_THAT(recorder.events, ElementsAre(Starting("shop", 3),
+                                           Event(Listener::CM_FailToStartListening, "shop", 3, "connection issue")));
   expectIssue("Couldn't connect to server");
 }
 

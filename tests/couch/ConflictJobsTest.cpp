@@ -21,8 +21,8 @@ bool Take(const string& text, ConflictJobs& jobs) {
 
 TEST(ConflictJobsTest, EachRowIsAJobWithItsRevisionsInOrder) {
   ConflictJobs jobs;
-  EXPECT_TRUE(Take(R"({"rows":[{"id":"b","value":["2-x","1-y"]},{"id":"a","key":7,"value":["9-z","1-a","1-b"]}]})",
-                   jobs));
+  EXPECT_TRUE(
+      Take(R"({"rows":[{"id":"b","value":["2-x","1-y"]},{"id":"a","key":7,"value":["9-z","1-a","1-b"]}]})", jobs));
   ASSERT_THAT(jobs, ElementsAre(Key("a"), Key("b")));
   EXPECT_EQ(jobs["a"].size(), 3u);
   EXPECT_EQ(jobs["a"][0].toString(), "9-z");
@@ -43,11 +43,10 @@ TEST(ConflictJobsTest, NoRowsIsAGoodAnswer) {
 }
 
 TEST(ConflictJobsTest, AnythingElseIsMalformed) {
-  for (const char* text :
-       {"{}", R"({"rows":7})", R"({"rows":{}})", R"({"rows":[7]})", R"({"rows":[{"value":["1-a","1-b"]}]})",
-        R"({"rows":[{"id":"","value":["1-a","1-b"]}]})", R"({"rows":[{"id":"a"}]})",
-        R"({"rows":[{"id":"a","value":7}]})", R"({"rows":[{"id":"a","value":["1-a"]}]})",
-        R"({"rows":[{"id":"a","value":[]}]})"}) {
+  for (const char* text : {"{}", R"({"rows":7})", R"({"rows":{}})", R"({"rows":[7]})",
+                           R"({"rows":[{"value":["1-a","1-b"]}]})", R"({"rows":[{"id":"","value":["1-a","1-b"]}]})",
+                           R"({"rows":[{"id":"a"}]})", R"({"rows":[{"id":"a","value":7}]})",
+                           R"({"rows":[{"id":"a","value":["1-a"]}]})", R"({"rows":[{"id":"a","value":[]}]})"}) {
     const LogCapture log;
     ConflictJobs jobs;
     EXPECT_FALSE(Take(text, jobs)) << text;

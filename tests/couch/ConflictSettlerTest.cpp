@@ -364,8 +364,8 @@ TEST_F(ConflictSettlerTest, BatchesAreTakenInOrderUpToTheirSize) {
   list({"e", "d", "c", "b", "a"});
   EXPECT_EQ(solve(makeRequest(), 1, 1000, 2), (End{1, 5, "db", nullptr}));
   const auto both = [](const string& id) { return Deletion(id, "1-l") + "," + Kept(id, "3-w"); };
-  EXPECT_THAT(getPosts(), ElementsAre(Docs(both("a") + "," + both("b")), Docs(both("c") + "," + both("d")),
-                                      Docs(both("e"))));
+  EXPECT_THAT(getPosts(),
+              ElementsAre(Docs(both("a") + "," + both("b")), Docs(both("c") + "," + both("d")), Docs(both("e"))));
 }
 
 TEST_F(ConflictSettlerTest, ABatchOfNoneActsAsOne) {

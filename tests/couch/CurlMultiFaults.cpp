@@ -25,7 +25,7 @@ namespace {
 CurlMultiFaults* activeFaults = nullptr;
 CURLMsg unknownMessage;
 
-CURLMcode Choose(CURLMcode real, int CurlMultiFaults::* forced) {
+CURLMcode Choose(CURLMcode real, int CurlMultiFaults::*forced) {
   if (activeFaults == nullptr || activeFaults->*forced == 0) return real;
   return static_cast<CURLMcode>(activeFaults->*forced);
 }

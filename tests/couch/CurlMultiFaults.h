@@ -14,10 +14,10 @@ struct CurlMultiFaults {
   CurlMultiFaults& operator=(const CurlMultiFaults&) = delete;
   ~CurlMultiFaults();
 
-  int addCode = 0;      ///< not 0: a handle is not added, and this is the result
-  int removeCode = 0;   ///< not 0: the result, though the handle is removed
-  int performCode = 0;  ///< not 0: the result, though the transfers go on
-  int cleanupCode = 0;  ///< not 0: the result, though the multi handle is cleaned up
+  int addCode = 0;                ///< not 0: a handle is not added, and this is the result
+  int removeCode = 0;             ///< not 0: the result, though the handle is removed
+  int performCode = 0;            ///< not 0: the result, though the transfers go on
+  int cleanupCode = 0;            ///< not 0: the result, though the multi handle is cleaned up
   void* unknownHandle = nullptr;  ///< the next message read tells of the end of this easy handle, once
 
   uint64 performs = 0;

@@ -125,6 +125,7 @@ class DocumentUpdaterFixture : public LibraryFixture {
   /// The answers to the requests for changes, one after the other; then none are left.
   vector<string> changes;
   std::function<Reply(const Request&)> answerDocuments = AnswerAll;
+
  private:
   string nextChanges() {
     if (mNextChanges < changes.size()) return changes[mNextChanges++];

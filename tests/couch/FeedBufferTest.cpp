@@ -34,9 +34,7 @@ TEST_F(FeedBufferTest, ALineIsTakenWhenItsLineFeedArrives) {
   EXPECT_EQ(buffer.view(), "t");
 }
 
-TEST_F(FeedBufferTest, AnEmptyLineIsALine) {
-  EXPECT_THAT(append("one\n\ntwo\n"), ElementsAre("one", "", "two"));
-}
+TEST_F(FeedBufferTest, AnEmptyLineIsALine) { EXPECT_THAT(append("one\n\ntwo\n"), ElementsAre("one", "", "two")); }
 
 TEST_F(FeedBufferTest, LineFeedsThatStandFirstCanBeDropped) {
   buffer.append("\n\n\none\n", 7);

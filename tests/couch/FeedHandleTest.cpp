@@ -38,13 +38,13 @@ class FeedHandleTest : public FeedRecordFixture {
 
 TEST_F(FeedHandleTest, TheOptionsAreSetInTheirOrder) {
   EXPECT_EQ(setUp(), 0);
-  EXPECT_THAT(trace.getTexts(),
-              ElementsAre("HTTPHEADER [Accept:application/json]", "HEADERDATA set", "HEADERFUNCTION set",
-                          "WRITEDATA set", "WRITEFUNCTION set", "NOPROGRESS 1", "FORBID_REUSE 0", "FRESH_CONNECT 0",
-                          "PROXY \"\"", "SSL_VERIFYPEER 0", "SSL_VERIFYHOST 0", "SSLVERSION 6", "CONNECTTIMEOUT 10",
-                          "LOW_SPEED_LIMIT 0", "LOW_SPEED_TIME 0", "MAX_RECV_SPEED_LARGE 0", "MAX_SEND_SPEED_LARGE 0",
-                          "TCP_KEEPALIVE 1", "TCP_KEEPIDLE 90", "TCP_KEEPINTVL 90", "ERRORBUFFER set", "VERBOSE 0",
-                          "COOKIEJAR \"/dev/null\""));
+  EXPECT_THAT(
+      trace.getTexts(),
+      ElementsAre("HTTPHEADER [Accept:application/json]", "HEADERDATA set", "HEADERFUNCTION set", "WRITEDATA set",
+                  "WRITEFUNCTION set", "NOPROGRESS 1", "FORBID_REUSE 0", "FRESH_CONNECT 0", "PROXY \"\"",
+                  "SSL_VERIFYPEER 0", "SSL_VERIFYHOST 0", "SSLVERSION 6", "CONNECTTIMEOUT 10", "LOW_SPEED_LIMIT 0",
+                  "LOW_SPEED_TIME 0", "MAX_RECV_SPEED_LARGE 0", "MAX_SEND_SPEED_LARGE 0", "TCP_KEEPALIVE 1",
+                  "TCP_KEEPIDLE 90", "TCP_KEEPINTVL 90", "ERRORBUFFER set", "VERBOSE 0", "COOKIEJAR \"/dev/null\""));
 }
 
 TEST_F(FeedHandleTest, TheRecordIsTheDataOfBothFunctions) {

@@ -173,9 +173,7 @@ TEST(DesignDocumentUpdateTest, TheFirstSeparatorCuts) {
   EXPECT_EQ(DesignDocument(R"({<<"a">>,<<"b">>,<<"c">>})"), R"(b">>,<<"c)");
 }
 
-TEST(DesignDocumentUpdateTest, WithoutASeparatorThereIsNoDocument) {
-  EXPECT_EQ(DesignDocument(R"({<<"shop">>})"), "");
-}
+TEST(DesignDocumentUpdateTest, WithoutASeparatorThereIsNoDocument) { EXPECT_EQ(DesignDocument(R"({<<"shop">>})"), ""); }
 
 TEST(DesignDocumentUpdateTest, TheWrappingIsNotSearched) {
   EXPECT_EQ(DesignDocument(R"(1234">>,<<"5678)"), "");

@@ -166,8 +166,9 @@ class ServerFeedReaderTest : public FeedReaderTest {
 };
 
 TEST_F(ServerFeedReaderTest, EventsNameTheirDatabase) {
-  EXPECT_TRUE(read("{\"type\":\"created\",\"db_name\":\"a\",\"seq\":7}\n{\"type\":\"updated\",\"db_name\":\"b\"}\n"
-                   "{\"type\":\"deleted\",\"db_name\":\"c\"}\n"));
+  EXPECT_TRUE(
+      read("{\"type\":\"created\",\"db_name\":\"a\",\"seq\":7}\n{\"type\":\"updated\",\"db_name\":\"b\"}\n"
+           "{\"type\":\"deleted\",\"db_name\":\"c\"}\n"));
   EXPECT_THAT(recorder.events,
               ElementsAre(Event(ChangesListener::CM_DbCreated, "a", 0), Event(ChangesListener::CM_DbUpdated, "b", 0),
                           Event(ChangesListener::CM_DbDeleted, "c", 0)));

@@ -179,10 +179,9 @@ TEST_F(FetchCouchDbViewTest, RowsAreDeliveredWhileTheResponseIsArriving) {
 TEST_F(FetchCouchDbViewTest, ARefusedRequestIsLoggedWithTheTransportsWords) {
   server.queue(Reply::Json(404, R"({"error":"not_found","reason":"missing"})"));
   EXPECT_FALSE(fetch());
-  EXPECT_THAT(log.getLines(),
-              ElementsAre(Error("Error while fetching view V of document D "
-                                "HttpConnection error : bad html response code, got 404, expect 200 " +
-                                server.getUrl("/db/_design/D/_view/V") + " Http return code 404 ")));
+  EXPECT_THAT(log.getLines(), ElementsAre(Error("Error while fetching view V of document D "
+                                                "HttpConnection error : bad html response code, got 404, expect 200 " +
+                                                server.getUrl("/db/_design/D/_view/V") + " Http return code 404 ")));
 }
 
 TEST_F(FetchCouchDbViewTest, ABadRowIsLoggedAheadOfTheTransportsError) {

@@ -46,10 +46,10 @@ class ListenMachineTest : public FeedRecordFixture {
 TEST_F(ListenMachineTest, TheFieldsOfARecordStandInTheirOrder) {
   record = makeRecord("shop");
   const vector<const void*> fields = {
-      &record->headers,      &record->errorBuffer, &record->receiveBuffer, &record->dbName, &record->heartbeat,
-      &record->reconnectDelay, &record->attemptTimer, &record->retryTimer,  &record->state,  &record->content,
-      &record->param,        &record->callback,    &record->userData,      &record->handle, &record->since,
-      &record->activity};
+      &record->headers,   &record->errorBuffer,    &record->receiveBuffer, &record->dbName,
+      &record->heartbeat, &record->reconnectDelay, &record->attemptTimer,  &record->retryTimer,
+      &record->state,     &record->content,        &record->param,         &record->callback,
+      &record->userData,  &record->handle,         &record->since,         &record->activity};
   EXPECT_TRUE(std::is_sorted(fields.begin(), fields.end()));
 }
 
@@ -79,8 +79,12 @@ TEST_F(ListenMachineTest, TheServersFeedHasNoSequence) {
 
 TEST_F(ListenMachineTest, ATickAsksForWhatTheStateNeeds) {
   const map<ListenState, ListenAction> expected = {
-      {LS_Idle, LA_Nothing},          {LS_NeedUpdateSeq, LA_RequestUpdateSeq}, {LS_FetchingUpdateSeq, LA_Nothing},
-      {LS_NeedConnect, LA_RequestFeed}, {LS_Connecting, LA_Nothing},             {LS_Listening, LA_Nothing},
+      {LS_Idle, LA_Nothing},
+      {LS_NeedUpdateSeq, LA_RequestUpdateSeq},
+      {LS_FetchingUpdateSeq, LA_Nothing},
+      {LS_NeedConnect, LA_RequestFeed},
+      {LS_Connecting, LA_Nothing},
+      {LS_Listening, LA_Nothing},
   };
   for (const auto& [state, action] : expected) {
     begin(state);
@@ -275,9 +279,7 @@ const vector<CURLcode> sConnectionCodes = {CURLE_COULDNT_CONNECT, CURLE_PARTIAL_
 const vector<CURLcode> sOtherCodes = {CURLE_COULDNT_RESOLVE_HOST, CURLE_GOT_NOTHING, CURLE_SEND_ERROR,
                                       CURLE_WRITE_ERROR, CURLE_SSL_CONNECT_ERROR};
 
-TEST_F(ListenMachineTest, TheConnectionClassIsFourCodes) {
-  EXPECT_THAT(sConnectionCodes, ElementsAre(7, 18, 28, 56));
-}
+TEST_F(ListenMachineTest, TheConnectionClassIsFourCodes) { EXPECT_THAT(sConnectionCodes, ElementsAre(7, 18, 28, 56)); }
 
 TEST_F(ListenMachineTest, TroubleOfTheNetworkIsReportedAndLoggedInEachState) {
   const map<ListenState, ChangesListener::CallbackMsg> expected = {

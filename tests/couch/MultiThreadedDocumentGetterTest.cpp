@@ -78,10 +78,9 @@ TEST_F(MultiThreadedDocumentGetterTest, AFoundDocumentComesWithItsContent) {
 TEST_F(MultiThreadedDocumentGetterTest, AnUnknownIdComesWithTheServersWord) {
   server.queue(Reply::Json(200, R"({"rows":[{"key":"a","error":"not_found"}]})"));
   EXPECT_TRUE(fetch({"a"}));
-  EXPECT_THAT(recorder.getDeliveries(),
-              ElementsAre(AllOf(Field(&Delivery::id, "a"), Field(&Delivery::doc, "{}"),
-                                Field(&Delivery::error, "not_found"),
-                                Field(&Delivery::result, Getter::DR_DocumentError))));
+  EXPECT_THAT(recorder.getDeliveries(), ElementsAre(AllOf(Field(&Delivery::id, "a"), Field(&Delivery::doc, "{}"),
+                                                          Field(&Delivery::error, "not_found"),
+                                                          Field(&Delivery::result, Getter::DR_DocumentError))));
 }
 
 TEST_F(MultiThreadedDocumentGetterTest, AFailedRequestIsToldForEachIdInOrderAndIsNotTriedAgain) {

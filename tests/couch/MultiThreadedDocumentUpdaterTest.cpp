@@ -211,8 +211,8 @@ TEST_F(MultiThreadedDocumentUpdaterTest, AThreadThatWasNotUsedPostsNothing) {
 TEST_F(MultiThreadedDocumentUpdaterTest, DocumentsAreReadAndWrittenWithTheirAttachments) {
   have(1);
   answerDocuments = [](const Request&) {
-    return Reply::Json(
-        200, R"({"rows":[{"key":"a","doc":{"_id":"a","_rev":"1-x","_attachments":{"p":{"data":"AAA="}}}}]})");
+    return Reply::Json(200,
+                       R"({"rows":[{"key":"a","doc":{"_id":"a","_rev":"1-x","_attachments":{"p":{"data":"AAA="}}}}]})");
   };
   EXPECT_TRUE(run());
   EXPECT_THAT(getRequests("POST /db/_all_docs?include_docs=true&attachments=true "), SizeIs(1));
@@ -223,8 +223,8 @@ TEST_F(MultiThreadedDocumentUpdaterTest, DocumentsAreReadAndWrittenWithTheirAtta
 TEST_F(MultiThreadedDocumentUpdaterTest, RowsThatFailedComeAsEmptyMaps) {
   have(2);
   answerDocuments = [](const Request&) {
-    return Reply::Json(
-        200, R"({"rows":[{"key":"a","error":"not_found"},{"key":"b","value":{"deleted":true},"doc":null}]})");
+    return Reply::Json(200,
+                       R"({"rows":[{"key":"a","error":"not_found"},{"key":"b","value":{"deleted":true},"doc":null}]})");
   };
   EXPECT_TRUE(run());
   EXPECT_THAT(recorder.getSeen(), ElementsAre("{}", "{}"));

@@ -34,9 +34,8 @@ class MultiThreadedDocumentUploaderTest : public LibraryFixture {
  protected:
   static bool send(Uploader& uploader, string batch) { return uploader.sendBatch(batch); }
   std::future<bool> sendAside(Uploader& uploader, string batch) {
-    return std::async(std::launch::async, [&uploader, text = std::move(batch)]() mutable {
-      return uploader.sendBatch(text);
-    });
+    return std::async(std::launch::async,
+                      [&uploader, text = std::move(batch)]() mutable { return uploader.sendBatch(text); });
   }
   static bool isBlocked(const std::future<bool>& call) {
     return call.wait_for(milliseconds(100)) != std::future_status::ready;

@@ -42,9 +42,17 @@ TEST(BuildKeysBodyTest, PlainKeysFitInWhatIsReserved) {
 }
 
 const vector<string> sCommonOptions = {
-    "WRITEFUNCTION set",  "XFERINFOFUNCTION set", "XFERINFODATA set", "NOPROGRESS 1",
-    "NOBODY 0",           "CUSTOMREQUEST null",   "UPLOAD 0",         "READFUNCTION null",
-    "POSTFIELDSIZE 0",    "HEADERDATA null",      "HEADERFUNCTION null",
+    "WRITEFUNCTION set",
+    "XFERINFOFUNCTION set",
+    "XFERINFODATA set",
+    "NOPROGRESS 1",
+    "NOBODY 0",
+    "CUSTOMREQUEST null",
+    "UPLOAD 0",
+    "READFUNCTION null",
+    "POSTFIELDSIZE 0",
+    "HEADERDATA null",
+    "HEADERFUNCTION null",
 };
 
 class ViewRequestTest : public testing::Test {

@@ -16,17 +16,16 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 /// A view with everything that could mislead a counter of braces.
-const string sTrickyView =
-    R"({"total_rows":4,"offset":0,"rows":[)"
-    "\r\n"
-    R"({"id":"a","key":["x",{"y":[1,2]}],"value":{"deep":{"er":[{"}":"{"}]}}},)"
-    "\r\n"
-    R"({"id":"b }]","key":"quote \" brace } bracket ]","value":"{[\\"},)"
-    "\r\n"
-    R"({"id":"c\\","key":null,"value":"\\\"}"},)"
-    "\r\n"
-    R"({"id":"d","key":{"k":1},"value":[]})"
-    "\r\n]}\n";
+const string sTrickyView = R"({"total_rows":4,"offset":0,"rows":[)"
+                           "\r\n"
+                           R"({"id":"a","key":["x",{"y":[1,2]}],"value":{"deep":{"er":[{"}":"{"}]}}},)"
+                           "\r\n"
+                           R"({"id":"b }]","key":"quote \" brace } bracket ]","value":"{[\\"},)"
+                           "\r\n"
+                           R"({"id":"c\\","key":null,"value":"\\\"}"},)"
+                           "\r\n"
+                           R"({"id":"d","key":{"k":1},"value":[]})"
+                           "\r\n]}\n";
 
 const vector<string> sTrickyRows = {
     R"(a|["x",{"y":[1,2]}]|{"deep":{"er":[{"}":"{"}]}})",
@@ -151,10 +150,9 @@ TEST_F(ViewStreamParserTest, AMalformedRowIsLoggedAndFailsTheScan) {
 
 TEST_F(ViewStreamParserTest, ARowWithoutAnIdIsLoggedAndFailsTheScan) {
   EXPECT_FALSE(scan(R"({"rows":[{"key":"a","error":"not_found"}]})"));
-  EXPECT_THAT(log.getLines(),
-              ElementsAre(Detail("", "On error BracketCounter 2, SquareBracketCounter 1, cancelflag 0"),
-                          Error("Error while parsing result, missing 'id' entry in json "
-                                R"({"key":"a","error":"not_found"})")));
+  EXPECT_THAT(log.getLines(), ElementsAre(Detail("", "On error BracketCounter 2, SquareBracketCounter 1, cancelflag 0"),
+                                          Error("Error while parsing result, missing 'id' entry in json "
+                                                R"({"key":"a","error":"not_found"})")));
   EXPECT_THAT(recorder.rows, IsEmpty());
 }
 

@@ -40,9 +40,9 @@ TEST(JsonToUtf8, CopiesARawNul) { EXPECT_EQ(Convert("a\0b"sv), string("a\0b", 3)
 TEST(JsonToUtf8, ReadsOnlyFourDigits) { EXPECT_EQ(Convert(R"(\u00410)"), "A0"); }
 
 TEST(JsonToUtf8, RefusesBrokenEscapes) {
-  for (const std::string_view text : {R"(\)"sv, R"(a\x)"sv, R"(\B)"sv, R"(\ )"sv, R"(\')"sv, R"(\u)"sv, R"(\u1)"sv,
-                                      R"(\u12)"sv, R"(\u123)"sv, R"(\u123g)"sv, R"(\u 123)"sv, R"(\u-123)"sv,
-                                      R"(\U0041)"sv, "\\u00e\xc3\xa9"sv, "\\\xc3\xa9"sv, "\\\0"sv}) {
+  for (const std::string_view text :
+       {R"(\)"sv, R"(a\x)"sv, R"(\B)"sv, R"(\ )"sv, R"(\')"sv, R"(\u)"sv, R"(\u1)"sv, R"(\u12)"sv, R"(\u123)"sv,
+        R"(\u123g)"sv, R"(\u 123)"sv, R"(\u-123)"sv, R"(\U0041)"sv, "\\u00e\xc3\xa9"sv, "\\\xc3\xa9"sv, "\\\0"sv}) {
     EXPECT_EQ(Convert(text), "!Invalid escape sequence") << text;
   }
 }
@@ -53,9 +53,7 @@ TEST(JsonToUtf8, RefusesEscapedSurrogates) {
   }
 }
 
-TEST(JsonToUtf8, DoesNotPutASurrogatePairTogether) {
-  EXPECT_EQ(Convert(R"(\ud83d\ude00)"), "!Invalid code point");
-}
+TEST(JsonToUtf8, DoesNotPutASurrogatePairTogether) { EXPECT_EQ(Convert(R"(\ud83d\ude00)"), "!Invalid code point"); }
 
 TEST(JsonToUtf8, RefusesInputThatEndsInsideASequence) {
   for (const std::string_view text : {"\xc3"sv, "a\xe2\x82"sv, "\xf0\x9f\x98"sv}) {

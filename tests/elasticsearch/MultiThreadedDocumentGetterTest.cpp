@@ -151,9 +151,8 @@ TEST_F(ElasticsearchGetterTest, ABatchIsOneSearchOverAllIndexes) {
   EXPECT_EQ(request.line, "POST /_search HTTP/1.1");
   EXPECT_TRUE(request.hasHeaderLine("Content-Type: application/json"));
   EXPECT_EQ(request.countHeaders("Content-Type"), 1u);
-  EXPECT_EQ(request.body,
-            R"({"query":{"bool":{"should":[{"bool":{"filter":{"term":{"type":"t"}},)"
-            R"("must":{"terms":{"id":["a","b"]}}}}]}},"size":2})");
+  EXPECT_EQ(request.body, R"({"query":{"bool":{"should":[{"bool":{"filter":{"term":{"type":"t"}},)"
+                          R"("must":{"terms":{"id":["a","b"]}}}}]}},"size":2})");
 }
 
 TEST_F(ElasticsearchGetterTest, SourceFieldsGoIntoTheRequest) {
@@ -215,8 +214,8 @@ TEST_F(ElasticsearchGetterTest, AReplyThatBreaksOffReportsTheRestAsMissing) {
   const LogCapture log;
   server.queue(Reply::Json(200, R"({"hits":{"total":2,"hits":[{"_id":"b","_source":{}})"));
   EXPECT_TRUE(fetch({{"a", "t"}, {"b", "t"}}));
-  EXPECT_THAT(getDeliveries(), ElementsAre(Field(&Delivery::result, Getter::DR_Found),
-                                           Field(&Delivery::result, Getter::DR_Missing)));
+  EXPECT_THAT(getDeliveries(),
+              ElementsAre(Field(&Delivery::result, Getter::DR_Found), Field(&Delivery::result, Getter::DR_Missing)));
   EXPECT_EQ(log.count(Error("Fail to finalize es search result parser")), 1u);
 }
 

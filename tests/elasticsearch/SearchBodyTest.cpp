@@ -11,9 +11,8 @@ string Build(const map<string, string>& idToType, const qxVariant& sourceFields 
 }
 
 TEST(SearchBodyTest, IdsOfOneTypeMakeOneGroup) {
-  EXPECT_EQ(Build({{"b", "t"}, {"a", "t"}}),
-            R"({"query":{"bool":{"should":[{"bool":{"filter":{"term":{"type":"t"}},)"
-            R"("must":{"terms":{"id":["a","b"]}}}}]}},"size":2})");
+  EXPECT_EQ(Build({{"b", "t"}, {"a", "t"}}), R"({"query":{"bool":{"should":[{"bool":{"filter":{"term":{"type":"t"}},)"
+                                             R"("must":{"terms":{"id":["a","b"]}}}}]}},"size":2})");
 }
 
 TEST(SearchBodyTest, AnEmptyTypeMakesAGroupWithoutAFilter) {
@@ -37,9 +36,8 @@ TEST(SearchBodyTest, SourceFieldsOfAnyKindAreHandedOn) {
 }
 
 TEST(SearchBodyTest, NamesTravelEscaped) {
-  EXPECT_EQ(Build({{"a\"/", "t/\\"}}),
-            R"({"query":{"bool":{"should":[{"bool":{"filter":{"term":{"type":"t/\\"}},)"
-            R"("must":{"terms":{"id":["a\"/"]}}}}]}},"size":1})");
+  EXPECT_EQ(Build({{"a\"/", "t/\\"}}), R"({"query":{"bool":{"should":[{"bool":{"filter":{"term":{"type":"t/\\"}},)"
+                                       R"("must":{"terms":{"id":["a\"/"]}}}}]}},"size":1})");
 }
 
 TEST(SearchBodyTest, ASizeIsWrittenWithoutGrouping) {

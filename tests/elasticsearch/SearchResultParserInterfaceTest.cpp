@@ -317,9 +317,8 @@ TEST(SearchResultParser, AnIdThatIsNotUtf8EndsTheReading) {
 // Error replies.
 
 TEST(SearchResultParser, AnErrorReplyIsRefusedAndItsTextGathered) {
-  const string error =
-      R"({"root_cause":[{"type":"index_not_found_exception","reason":"no such index","index":"x"}],)"
-      R"("type":"index_not_found_exception","reason":"no such index","index":"x"})";
+  const string error = R"({"root_cause":[{"type":"index_not_found_exception","reason":"no such index","index":"x"}],)"
+                       R"("type":"index_not_found_exception","reason":"no such index","index":"x"})";
   const Reading reading = Read(R"({"error":)" + error + R"(,"status":404})");
   EXPECT_FALSE(reading.accepted);
   EXPECT_EQ(reading.errorMessage, "\":" + error + ",\"status\":404}");
@@ -327,9 +326,9 @@ TEST(SearchResultParser, AnErrorReplyIsRefusedAndItsTextGathered) {
 }
 
 TEST(SearchResultParser, TheErrorTextIsThatOfTheInnermostReasonWhereThereIsOne) {
-  const Reading reading = Read(
-      R"({"error":{"root_cause":[],"failed_shards":[{"shard":0,"reason":{"type":"query_shard_exception"}}]},)"
-      R"("status":400})");
+  const Reading reading =
+      Read(R"({"error":{"root_cause":[],"failed_shards":[{"shard":0,"reason":{"type":"query_shard_exception"}}]},)"
+           R"("status":400})");
   EXPECT_FALSE(reading.accepted);
   EXPECT_EQ(reading.errorMessage, R"({"type":"query_shard_exception"})");
 }
@@ -391,9 +390,25 @@ TEST(SearchResultParser, ANumberThatBelongsNowhereIsAnError) {
 
 TEST(SearchResultParser, RandomTextNeitherCrashesNorDependsOnTheCut) {
   std::mt19937 random(7);
-  const vector<std::string_view> pieces = {"{",      "}",       "[",           "]",       ":",       ",",       "\"",
-                                           "\\",     "\"hits\"", "\"_id\"",    "\"_source\"", "\"total\"", "\"_score\"",
-                                           "\"type\"", "\"error\"", "\"_scroll_id\"", "\"highlight\"", "12", "\xff"};
+  const vector<std::string_view> pieces = {"{",
+                                           "}",
+                                           "[",
+                                           "]",
+                                           ":",
+                                           ",",
+                                           "\"",
+                                           "\\",
+                                           "\"hits\"",
+                                           "\"_id\"",
+                                           "\"_source\"",
+                                           "\"total\"",
+                                           "\"_score\"",
+                                           "\"type\"",
+                                           "\"error\"",
+                                           "\"_scroll_id\"",
+                                           "\"highlight\"",
+                                           "12",
+                                           "\xff"};
   for (int round = 0; round < 2000; ++round) {
     string text;
     const size_t count = random() % 60;

@@ -154,8 +154,8 @@ TEST_F(ConnectionParametersTest, AnyDebugLevelMakesTheHandleVerbose) {
 }
 
 TEST_F(ConnectionParametersTest, APreferredFamilyIsStrict) {
-  const pair<int, const char*> cases[] = {{http::HNRP_PreferIpv6, "2"}, {http::HNRP_PreferIpv4, "1"},
-                                          {http::HNRP_Whatever, "0"},   {9, "0"}};
+  const pair<int, const char*> cases[] = {
+      {http::HNRP_PreferIpv6, "2"}, {http::HNRP_PreferIpv4, "1"}, {http::HNRP_Whatever, "0"}, {9, "0"}};
   for (const auto& [policy, value] : cases) {
     parameters.hostNameResolutionPolicy = static_cast<http::HostNameResolutionPolicy>(policy);
     EXPECT_THAT(applied("IPRESOLVE"), ElementsAre(value));
@@ -205,8 +205,8 @@ TEST_F(ConnectionParametersTest, NoOtherSpellingOfLoopbackIsExempt) {
 
 TEST_F(ConnectionParametersTest, TheContextFunctionInstallsTheSystemsCertificates) {
   apply();
-  const auto function = reinterpret_cast<CURLcode (*)(CURL*, void*, void*)>(
-      const_cast<void*>(trace.getCalls().at(17).pointer));
+  const auto function =
+      reinterpret_cast<CURLcode (*)(CURL*, void*, void*)>(const_cast<void*>(trace.getCalls().at(17).pointer));
   const std::unique_ptr<SSL_CTX, decltype(&SSL_CTX_free)> context(SSL_CTX_new(TLS_client_method()), SSL_CTX_free);
   X509_STORE* const before = SSL_CTX_get_cert_store(context.get());
   EXPECT_EQ(function(nullptr, context.get(), nullptr), CURLE_OK);
@@ -215,8 +215,8 @@ TEST_F(ConnectionParametersTest, TheContextFunctionInstallsTheSystemsCertificate
 
 TEST_F(ConnectionParametersTest, TheContextFunctionFailsWithACertificateProblem) {
   apply();
-  const auto function = reinterpret_cast<CURLcode (*)(CURL*, void*, void*)>(
-      const_cast<void*>(trace.getCalls().at(17).pointer));
+  const auto function =
+      reinterpret_cast<CURLcode (*)(CURL*, void*, void*)>(const_cast<void*>(trace.getCalls().at(17).pointer));
   EXPECT_EQ(function(nullptr, nullptr, nullptr), CURLE_SSL_CERTPROBLEM);
 }
 
@@ -280,8 +280,9 @@ TEST_F(ConnectionParametersTest, AnUnusableManualProxyIsLoggedWithItsPasswordMas
   parameters.manualProxyUrl.setSchema("http");
   parameters.manualProxyUrl.setCredentialsOnHttpHeaders("user", "hidden");
   EXPECT_EQ(apply(), 0);
-  EXPECT_THAT(log.getLines(), ElementsAre(Detail("", "Manual proxy url is invalid http://user:*******@ disable proxy "
-                                                     "for this call")));
+  EXPECT_THAT(log.getLines(), ElementsAre(Detail("",
+                                                 "Manual proxy url is invalid http://user:*******@ disable proxy "
+                                                 "for this call")));
 }
 
 TEST_F(ConnectionParametersTest, OneRecordMayBeAppliedToDifferentHandles) {

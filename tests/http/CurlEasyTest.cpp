@@ -32,9 +32,9 @@ TEST(CurlEasyTest, EachKindOfValueArrivesWhole) {
   EXPECT_EQ(SetPointer(handle.get(), CURLOPT_PRIVATE, &lines), CURLE_OK);
   EXPECT_EQ(SetList(handle.get(), CURLOPT_HTTPHEADER, lines.get()), CURLE_OK);
   EXPECT_EQ(UnsetFunction(handle.get(), CURLOPT_HEADERFUNCTION), CURLE_OK);
-  EXPECT_THAT(trace.getTexts(), ElementsAre("TIMEOUT_MS 2000000000", "INFILESIZE_LARGE 1099511627776",
-                                            "USERAGENT \"agent\"", "USERAGENT null", "PRIVATE set",
-                                            "HTTPHEADER [A: 1, B: 2]", "HEADERFUNCTION null"));
+  EXPECT_THAT(trace.getTexts(),
+              ElementsAre("TIMEOUT_MS 2000000000", "INFILESIZE_LARGE 1099511627776", "USERAGENT \"agent\"",
+                          "USERAGENT null", "PRIVATE set", "HTTPHEADER [A: 1, B: 2]", "HEADERFUNCTION null"));
 }
 
 TEST(CurlEasyTest, WhatLibcurlRefusesComesBack) {

@@ -9,8 +9,8 @@ namespace qx::test {
 
 /// The user data of requests: what their set-up does, and what came back.
 struct Exchange {
-  list<string> headers = {};               ///< lines that each set-up appends
-  std::function<int(CURL*)> setup = {};    ///< more of the set-up; its result is the callback's
+  list<string> headers = {};             ///< lines that each set-up appends
+  std::function<int(CURL*)> setup = {};  ///< more of the set-up; its result is the callback's
   int setups = 0;
   string body = {};
   size_t writeResult = CURL_WRITEFUNC_PAUSE;  ///< PAUSE: what was given

@@ -11,7 +11,8 @@ inline vector<string> operator+(vector<string> first, const vector<string>& seco
 }
 
 /// Of every fresh handle, ahead of anything else.
-inline const vector<string> kFreshHandleOptions = {"XFERINFOFUNCTION set", "PATH_AS_IS 1", "CAINFO null", "CAPATH null"};
+inline const vector<string> kFreshHandleOptions = {"XFERINFOFUNCTION set", "PATH_AS_IS 1", "CAINFO null",
+                                                   "CAPATH null"};
 
 /// Of a default record without a proxy, up to the verification.
 inline const vector<string> kDefaultTransferOptions = {

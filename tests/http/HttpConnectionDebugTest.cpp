@@ -78,8 +78,9 @@ TEST_F(HttpConnectionDebugTest, EachKindOfPieceHasItsOwnText) {
   setLevel(1);
   get();
   const pair<curl_infotype, const char*> pieces[] = {
-      {CURLINFO_TEXT, "* 12345"},     {CURLINFO_HEADER_IN, "< 12345"},     {CURLINFO_HEADER_OUT, "> 12345"},
-      {CURLINFO_DATA_IN, "DataIn 5B"}, {CURLINFO_DATA_OUT, "DataOut 5B"},   {CURLINFO_SSL_DATA_IN, "SSLIn 5B"},
+      {CURLINFO_TEXT, "* 12345"},           {CURLINFO_HEADER_IN, "< 12345"},
+      {CURLINFO_HEADER_OUT, "> 12345"},     {CURLINFO_DATA_IN, "DataIn 5B"},
+      {CURLINFO_DATA_OUT, "DataOut 5B"},    {CURLINFO_SSL_DATA_IN, "SSLIn 5B"},
       {CURLINFO_SSL_DATA_OUT, "SSLOut 5B"}, {CURLINFO_END, "End"},
   };
   for (const auto& [type, text] : pieces) {

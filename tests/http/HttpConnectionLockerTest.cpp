@@ -18,8 +18,8 @@ class HttpConnectionLockerTest : public PoolFixture {
   HttpConnectionLockerTest() { pool.setMaxPendingConnection(4); }
 
   CapturedLine movedLine(const string& usedUrl, const string& declared) const {
-    return Detail("", "Http connection from pool was used with an other host/port '" + usedUrl + "' than the one declared " +
-                          declared);
+    return Detail("", "Http connection from pool was used with an other host/port '" + usedUrl +
+                          "' than the one declared " + declared);
   }
 };
 
@@ -86,7 +86,8 @@ TEST_F(HttpConnectionLockerTest, APooledConnectionThatMovedIsFiledAnewAndLogged)
     EXPECT_TRUE(HttpHelpers::HttpGet(*locker, Url(other.getUrl("/b"))));
     log.clear();  // the connection's own remark about its reuse
   }
-  EXPECT_THAT(log.getLines(), ElementsAre(movedLine(other.getUrl("/b"), "127.0.0.1:" + std::to_string(server.getPort()))));
+  EXPECT_THAT(log.getLines(),
+              ElementsAre(movedLine(other.getUrl("/b"), "127.0.0.1:" + std::to_string(server.getPort()))));
   EXPECT_EQ(takeMark(), "");
   EXPECT_EQ(takeMark(kHost, other.getPort()), "a");
 }

@@ -13,9 +13,9 @@ namespace {
 
 using http::HttpConnection;
 
-/// Requests during which memory runs out: at the first allocation of the thread, at the second, and so on until one gets
-/// through. Each must tell its caller, past libcurl where the debug capture is what failed, and leave a connection that
-/// works.
+/// Requests during which memory runs out: at the first allocation of the thread, at the second, and so on until one
+/// gets through. Each must tell its caller, past libcurl where the debug capture is what failed, and leave a connection
+/// that works.
 class HttpConnectionMemoryTest : public LibraryFixture {
  protected:
   HttpConnectionMemoryTest() {

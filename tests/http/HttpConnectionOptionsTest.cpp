@@ -11,9 +11,10 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 const vector<string> kCreationOptions =
-    kFreshHandleOptions + vector<string>{"NOPROGRESS 0", "FORBID_REUSE 0", "FRESH_CONNECT 0", "SSLVERSION 6",
-                                         "NOSIGNAL 0", "DEBUGFUNCTION set", "DEBUGDATA set", "ERRORBUFFER set",
-                                         "COOKIEJAR \"/dev/null\"", "ACCEPT_ENCODING \"\""};
+    kFreshHandleOptions + vector<string>{"NOPROGRESS 0",        "FORBID_REUSE 0",  "FRESH_CONNECT 0",
+                                         "SSLVERSION 6",        "NOSIGNAL 0",      "DEBUGFUNCTION set",
+                                         "DEBUGDATA set",       "ERRORBUFFER set", "COOKIEJAR \"/dev/null\"",
+                                         "ACCEPT_ENCODING \"\""};
 const vector<string> kCallbackOptions = {"WRITEFUNCTION set"};
 const vector<string> kCallerData = {"XFERINFODATA set", "WRITEDATA set", "READDATA set"};
 const vector<string> kHeaders = {"HTTPHEADER [A: 1, B: 2, Connection: Keep-Alive]"};
@@ -125,8 +126,7 @@ TEST_F(HttpConnectionOptionsTest, EachDataAndHeaderOptionThatFailsFailsTheReques
     trace.failOption(option, CURLE_UNKNOWN_OPTION);
     connection.clearConnection();
     EXPECT_FALSE(request());
-    EXPECT_EQ(trace.getTexts(),
-              kCreationOptions + kDefaultLoopbackOptions + kCallbackOptions + kCallerData + kHeaders);
+    EXPECT_EQ(trace.getTexts(), kCreationOptions + kDefaultLoopbackOptions + kCallbackOptions + kCallerData + kHeaders);
     EXPECT_EQ(connection.getLastErrorMsg(), "HttpConnection error : Error while setting connection parameters ");
   }
   trace.failNone();

@@ -63,7 +63,7 @@ TEST_F(HttpConnectionPoolTest, ABorrowedConnectionIsNobodyElses) {
   releaseUsed("a");
   const unique_ptr<HttpConnection> one(borrow());
   const unique_ptr<HttpConnection> two(borrow());
-  
+
   EXPECT_EQ(GetMark(*one), "a");
   EXPECT_EQ(GetMark(*two), "");
 }

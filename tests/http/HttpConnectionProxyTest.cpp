@@ -24,7 +24,9 @@ class HttpConnectionProxyTest : public ConnectionFixture {
   void useAutomatic() { connection.editConnectionParameters().proxyPolicy = http::PP_AutomaticProxy; }
 
   /// Whether the request at `index` came through a proxy.
-  bool isProxied(uint64 index = 0) { return server.getRequest(index).getHeader("Via").find("tinyproxy") != string::npos; }
+  bool isProxied(uint64 index = 0) {
+    return server.getRequest(index).getHeader("Via").find("tinyproxy") != string::npos;
+  }
 
   ProxyEnvironment environment;
 };

@@ -22,9 +22,7 @@ class HttpConnectionRetryTest : public ConnectionFixture {
   /// The unknown host gets one address in libcurl's own cache.
   void resolveUnknownHostTo(const string& address) {
     addresses.append(kUnknownHost + ":" + std::to_string(server.getPort()) + ":" + address);
-    exchange.setup = [this](CURL* handle) {
-      return http::impl::SetList(handle, CURLOPT_RESOLVE, addresses.get());
-    };
+    exchange.setup = [this](CURL* handle) { return http::impl::SetList(handle, CURLOPT_RESOLVE, addresses.get()); };
   }
 
   bool getUnknown() { return get(server.getUrlFor(kUnknownHost)); }
@@ -74,9 +72,7 @@ TEST_F(HttpConnectionRetryTest, WithoutAPreferenceThereIsNoRetry) {
 TEST_F(HttpConnectionRetryTest, AnAddressIsNotRetried) {
   prefer(http::HNRP_PreferIpv4);
   addresses.append("::" + kUnknownHost + ":80");
-  exchange.setup = [this](CURL* handle) {
-    return http::impl::SetList(handle, CURLOPT_CONNECT_TO, addresses.get());
-  };
+  exchange.setup = [this](CURL* handle) { return http::impl::SetList(handle, CURLOPT_CONNECT_TO, addresses.get()); };
   EXPECT_FALSE(get());
   EXPECT_THAT(connection.getLastErrorMsg(), HasSubstr("Curl error : 6 ("));
   EXPECT_EQ(exchange.setups, 1);
@@ -135,8 +131,8 @@ TEST_F(HttpConnectionRetryTest, ACertificateStoreThatCannotBeInstalledIsTriedOnc
   ScriptedServer tls({.tls = TestCertificates::CreateSelfSigned()});
   prefer(http::HNRP_PreferIpv4);
   exchange.setup = [](CURL* handle) {
-    return http::impl::SetFunction(handle, CURLOPT_SSL_CTX_FUNCTION,
-                                   +[](CURL*, void*, void*) { return CURLE_SSL_CERTPROBLEM; });
+    return http::impl::SetFunction(
+        handle, CURLOPT_SSL_CTX_FUNCTION, +[](CURL*, void*, void*) { return CURLE_SSL_CERTPROBLEM; });
   };
   EXPECT_FALSE(get(tls.getUrl()));
   EXPECT_THAT(connection.getLastErrorMsg(), HasSubstr("Curl error : 58 ("));

@@ -14,9 +14,7 @@ using testing::HasSubstr;
 /// Verification as strict as libcurl's own, over the shared store of trusted certificates.
 class HttpConnectionTlsTest : public ConnectionFixture {
  protected:
-  HttpConnectionTlsTest() {
-    EXPECT_TRUE(impl::AddTrustedAuthority(TestCertificates::GetShared().getAuthorityPem()));
-  }
+  HttpConnectionTlsTest() { EXPECT_TRUE(impl::AddTrustedAuthority(TestCertificates::GetShared().getAuthorityPem())); }
 
   static ScriptedServerOptions Shows(TlsIdentity identity) { return {.tls = std::move(identity), .isIpv6 = true}; }
 
@@ -25,8 +23,7 @@ class HttpConnectionTlsTest : public ConnectionFixture {
   bool accepts(const TlsIdentity& identity, const string& host) {
     ScriptedServer tls([](const Request&) { return Reply::Http(200, "hello"); }, Shows(identity));
     http::HttpConnection fresh(false);
-    const bool succeeded =
-        fresh.getHttpData(qx::Url(tls.getUrlFor(host)), "", 200, Exchange::Setup, &exchange);
+    const bool succeeded = fresh.getHttpData(qx::Url(tls.getUrlFor(host)), "", 200, Exchange::Setup, &exchange);
     EXPECT_NE(succeeded, fresh.isLastCallUnableToVerifyPeer()) << fresh.getLastErrorMsg();
     EXPECT_EQ(tls.getRequestCount(), succeeded ? 1u : 0u);
     return succeeded;

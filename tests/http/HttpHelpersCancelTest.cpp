@@ -40,10 +40,19 @@ TEST_F(HttpHelpersCancelTest, BothFormsOfGetJsonHeedIt) {
 TEST_F(HttpHelpersCancelTest, BodiesEndAtTheFirstBytesThatAreSent) {
   const std::function<bool()> calls[] = {
       [&] { return HttpHelpers::HttpPost(connection, url(), body, 200, nullptr, nullptr, nullptr, &flag); },
-      [&] { return HttpHelpers::HttpPost(body.data(), body.size(), connection, url(), 200, nullptr, nullptr, nullptr, &flag); },
-      [&] { return HttpHelpers::HttpPostJson(connection, url(), body.data(), body.size(), 200, nullptr, nullptr, nullptr, &flag); },
+      [&] {
+        return HttpHelpers::HttpPost(body.data(), body.size(), connection, url(), 200, nullptr, nullptr, nullptr,
+                                     &flag);
+      },
+      [&] {
+        return HttpHelpers::HttpPostJson(connection, url(), body.data(), body.size(), 200, nullptr, nullptr, nullptr,
+                                         &flag);
+      },
       [&] { return HttpHelpers::HttpPut(connection, url(), body, 200, nullptr, nullptr, nullptr, &flag); },
-      [&] { return HttpHelpers::HttpPutJson(connection, url(), body.data(), body.size(), 200, nullptr, nullptr, nullptr, &flag); },
+      [&] {
+        return HttpHelpers::HttpPutJson(connection, url(), body.data(), body.size(), 200, nullptr, nullptr, nullptr,
+                                        &flag);
+      },
   };
   for (const auto& call : calls) {
     EXPECT_FALSE(call());

@@ -13,8 +13,8 @@ using http::HttpConnection;
 using http::HttpHelpers;
 
 /// Calls during which memory runs out: at the first allocation of the thread, at the second, and so on until one gets
-/// through. The caller must hear of it, past libcurl where a header or the body is what failed, get the connection's own
-/// parameters back, and have a connection that works.
+/// through. The caller must hear of it, past libcurl where a header or the body is what failed, get the connection's
+/// own parameters back, and have a connection that works.
 class HttpHelpersMemoryTest : public LibraryFixture {
  protected:
   bool put(HttpConnection& connection, HttpHelpers::HttpResult* result, const http::ConnectionParameters* parameters) {

@@ -11,12 +11,21 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 
 const vector<string> kResponse = {"WRITEFUNCTION set", "XFERINFOFUNCTION set", "XFERINFODATA set"};
-const vector<string> kReset = {"NOPROGRESS 1",       "NOBODY 0",          "CUSTOMREQUEST null",  "POST 0",
-                               "UPLOAD 0",           "READFUNCTION null", "POSTFIELDSIZE 0",     "HEADERDATA null",
-                               "HEADERFUNCTION null", "CUSTOMREQUEST null", "IOCTLDATA set", "IOCTLFUNCTION set"};
+const vector<string> kReset = {"NOPROGRESS 1",
+                               "NOBODY 0",
+                               "CUSTOMREQUEST null",
+                               "POST 0",
+                               "UPLOAD 0",
+                               "READFUNCTION null",
+                               "POSTFIELDSIZE 0",
+                               "HEADERDATA null",
+                               "HEADERFUNCTION null",
+                               "CUSTOMREQUEST null",
+                               "IOCTLDATA set",
+                               "IOCTLFUNCTION set"};
 const vector<string> kHeaderFunction = {"HEADERDATA set", "HEADERFUNCTION set"};
 const vector<string> kCallerData = {"XFERINFODATA set", "WRITEDATA set", "READDATA set"};
-const vector<string> kForgotten = {"XFERINFODATA null", "WRITEDATA null",      "READDATA null",   "HEADERFUNCTION null",
+const vector<string> kForgotten = {"XFERINFODATA null", "WRITEDATA null",     "READDATA null", "HEADERFUNCTION null",
                                    "HEADERDATA null",   "IOCTLFUNCTION null", "IOCTLDATA null"};
 const vector<string> kUploadOfThree = {"UPLOAD 1", "READFUNCTION set", "INFILESIZE 3"};
 const vector<string> kPostOfThree = {"POST 1", "READFUNCTION set", "POSTFIELDSIZE 3"};
@@ -33,7 +42,8 @@ class HttpHelpersOptionsTest : public HelpersFixture {
     return {"HTTPHEADER [Content-Type:" + type + ", Connection: Keep-Alive]", "URL \"" + root() + "/a\""};
   }
   /// On an open handle, without a header sink.
-  vector<string> wholeRequest(const vector<string>& verbOptions, const string& type = "application/octet-stream") const {
+  vector<string> wholeRequest(const vector<string>& verbOptions,
+                              const string& type = "application/octet-stream") const {
     return kDefaultLoopbackOptions + kResponse + kReset + verbOptions + kCallerData + headersAndUrl(type) + kForgotten;
   }
   vector<string> take() {
@@ -113,9 +123,10 @@ TEST_F(HttpHelpersOptionsTest, TheFunctionsGetOneRecord) {
 }
 
 TEST_F(HttpHelpersOptionsTest, AFailedOptionFailsTheCallAfterAllWereTried) {
-  for (const int option : {CURLOPT_WRITEFUNCTION, CURLOPT_XFERINFODATA, CURLOPT_NOPROGRESS, CURLOPT_NOBODY,
-                           CURLOPT_CUSTOMREQUEST, CURLOPT_POST, CURLOPT_UPLOAD, CURLOPT_READFUNCTION, CURLOPT_POSTFIELDSIZE,
-                           CURLOPT_HEADERFUNCTION, CURLOPT_IOCTLDATA, CURLOPT_IOCTLFUNCTION, CURLOPT_INFILESIZE}) {
+  for (const int option :
+       {CURLOPT_WRITEFUNCTION, CURLOPT_XFERINFODATA, CURLOPT_NOPROGRESS, CURLOPT_NOBODY, CURLOPT_CUSTOMREQUEST,
+        CURLOPT_POST, CURLOPT_UPLOAD, CURLOPT_READFUNCTION, CURLOPT_POSTFIELDSIZE, CURLOPT_HEADERFUNCTION,
+        CURLOPT_IOCTLDATA, CURLOPT_IOCTLFUNCTION, CURLOPT_INFILESIZE}) {
     HttpHelpers::HttpGet(connection, url());
     trace.clear();
     trace.failOption(option, CURLE_UNKNOWN_OPTION);
@@ -146,7 +157,8 @@ TEST_F(HttpHelpersOptionsTest, TheRewindFunctionKnowsOneCommand) {
   HttpHelpers::HttpPut(connection, url(), body, 200);
   curl_ioctl_callback rewind = nullptr;
   for (const CurlCall& call : trace.getCalls()) {
-    if (call.text == "IOCTLFUNCTION set") rewind = reinterpret_cast<curl_ioctl_callback>(reinterpret_cast<uintptr_t>(call.pointer));
+    if (call.text == "IOCTLFUNCTION set")
+      rewind = reinterpret_cast<curl_ioctl_callback>(reinterpret_cast<uintptr_t>(call.pointer));
   }
   ASSERT_NE(rewind, nullptr);
   HttpHelperRequest request;
@@ -161,7 +173,8 @@ TEST_F(HttpHelpersOptionsTest, TheProgressFunctionFollowsTheFlag) {
   HttpHelpers::HttpGet(connection, url());
   curl_xferinfo_callback progress = nullptr;
   for (const CurlCall& call : trace.getCalls()) {
-    if (call.text == "XFERINFOFUNCTION set") progress = reinterpret_cast<curl_xferinfo_callback>(reinterpret_cast<uintptr_t>(call.pointer));
+    if (call.text == "XFERINFOFUNCTION set")
+      progress = reinterpret_cast<curl_xferinfo_callback>(reinterpret_cast<uintptr_t>(call.pointer));
   }
   ASSERT_NE(progress, nullptr);
   HttpHelperRequest request;
@@ -179,11 +192,9 @@ TEST_F(HttpHelpersOptionsTest, ADirectRequestAfterwardsMeetsNoForgottenRecord) {
   HttpHelpers::HttpPut(connection, url(), body, 200, &result);
   headers.clear();
   server.queue(Reply::Http(200, "", {{"X-Direct", "1"}}));
-  EXPECT_TRUE(connection.getHttpData(url(), "", 200,
-                                     [](void* handle, void*, list<string>&) {
-                                       return http::impl::SetLong(handle, CURLOPT_UPLOAD, 0);
-                                     },
-                                     nullptr));
+  EXPECT_TRUE(connection.getHttpData(
+      url(), "", 200, [](void* handle, void*, list<string>&) { return http::impl::SetLong(handle, CURLOPT_UPLOAD, 0); },
+      nullptr));
   EXPECT_TRUE(headers.empty());
 }
 

@@ -27,18 +27,29 @@ class HttpHelpersTest : public HelpersFixture {
     return {
         {"GET", [&to, target](auto... tail) { return HttpHelpers::HttpGet(to, target, tail...); }},
         {"GET", [&to, target, this](auto... tail) { return HttpHelpers::HttpGetJson(to, target, content, tail...); }},
-        {"GET", [&to, target, this](auto... tail) { return HttpHelpers::HttpGetJson(to, target, content, tail..., &body, true); }},
+        {"GET", [&to, target,
+                 this](auto... tail) { return HttpHelpers::HttpGetJson(to, target, content, tail..., &body, true); }},
         {"HEAD", [&to, target](auto... tail) { return HttpHelpers::HttpHead(to, target, tail...); }},
         {"DELETE", [&to, target](auto... tail) { return HttpHelpers::HttpDelete(to, target, tail...); }},
         {"POST", [&to, target, this](auto... tail) { return HttpHelpers::HttpPost(to, target, body, 200, tail...); }},
-        {"POST", [&to, target, this](auto... tail) { return HttpHelpers::HttpPost(body.data(), body.size(), to, target, 200, tail...); }},
-        {"POST", [&to, target, this](auto... tail) { return HttpHelpers::HttpPostJson(to, target, body.data(), body.size(), 200, tail...); }},
+        {"POST",
+         [&to, target, this](auto... tail) {
+           return HttpHelpers::HttpPost(body.data(), body.size(), to, target, 200, tail...);
+         }},
+        {"POST",
+         [&to, target, this](auto... tail) {
+           return HttpHelpers::HttpPostJson(to, target, body.data(), body.size(), 200, tail...);
+         }},
         {"PUT", [&to, target, this](auto... tail) { return HttpHelpers::HttpPut(to, target, body, 200, tail...); }},
-        {"PUT", [&to, target, this](auto... tail) { return HttpHelpers::HttpPutJson(to, target, body.data(), body.size(), 200, tail...); }},
+        {"PUT",
+         [&to, target, this](auto... tail) {
+           return HttpHelpers::HttpPutJson(to, target, body.data(), body.size(), 200, tail...);
+         }},
     };
   }
-  static bool Run(const Verb& verb, HttpResult* result = nullptr, const http::ConnectionParameters* parameters = nullptr,
-                  const list<string>* headers = nullptr, const bool* abortFlag = nullptr) {
+  static bool Run(const Verb& verb, HttpResult* result = nullptr,
+                  const http::ConnectionParameters* parameters = nullptr, const list<string>* headers = nullptr,
+                  const bool* abortFlag = nullptr) {
     return verb.call(result, parameters, headers, abortFlag);
   }
 
@@ -97,7 +108,8 @@ TEST_F(HttpHelpersTest, AFailedCallFillsItsResultToo) {
   EXPECT_FALSE(HttpHelpers::HttpGet(connection, url(), &result));
   EXPECT_EQ(result.httpReturnCode, 500u);
   EXPECT_EQ(text, "sorry");
-  EXPECT_EQ(error, "HttpConnection error : bad html response code, got 500, expect 200 " + root() + "/a Http return code 500 ");
+  EXPECT_EQ(error, "HttpConnection error : bad html response code, got 500, expect 200 " + root() +
+                       "/a Http return code 500 ");
 }
 
 TEST_F(HttpHelpersTest, SinksAreEmptiedBeforeTheCallEvenWhenNothingComes) {
@@ -185,7 +197,8 @@ TEST_F(HttpHelpersTest, AnyVerbsFailureIsLoggedWithItsName) {
     server.queue(Reply::Http(500));
     log.clear();
     EXPECT_FALSE(Run(verb));
-    EXPECT_THAT(log.getLines(), ElementsAre(Detail("http", "Http " + verb.name + " error " + connection.getLastErrorMsg())));
+    EXPECT_THAT(log.getLines(),
+                ElementsAre(Detail("http", "Http " + verb.name + " error " + connection.getLastErrorMsg())));
     EXPECT_THAT(connection.getLastErrorMsg(), HasSubstr("bad html response code, got 500, expect 200"));
   }
 }

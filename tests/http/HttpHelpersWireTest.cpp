@@ -14,7 +14,8 @@ class HttpHelpersWireTest : public HelpersFixture {
   /// From the request line to the headers that libcurl adds behind the request's own.
   string head(const string& method, const string& ownHeaders) const {
     return method + " /a HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(server.getPort()) +
-           "\r\nAccept: */*\r\nAccept-Encoding: " + acceptedEncodings() + "\r\n" + ownHeaders + "Connection: Keep-Alive\r\n";
+           "\r\nAccept: */*\r\nAccept-Encoding: " + acceptedEncodings() + "\r\n" + ownHeaders +
+           "Connection: Keep-Alive\r\n";
   }
   /// What this libcurl can decode.
   string acceptedEncodings() const { return last().getHeader("Accept-Encoding"); }
@@ -77,7 +78,8 @@ TEST_F(HttpHelpersWireTest, AGetWithoutABodyIsAnOrdinaryOne) {
   EXPECT_EQ(last().raw, head("GET", kBinary) + "\r\n");
   HttpHelpers::HttpGetJson(connection, url(), content, nullptr, nullptr, nullptr, nullptr, nullptr, 0, true);
   EXPECT_EQ(last().raw, head("GET", kBinary) + "\r\n");
-  HttpHelpers::HttpGetJson(connection, url(), content, nullptr, nullptr, nullptr, nullptr, static_cast<const string*>(nullptr), true);
+  HttpHelpers::HttpGetJson(connection, url(), content, nullptr, nullptr, nullptr, nullptr,
+                           static_cast<const string*>(nullptr), true);
   EXPECT_EQ(last().raw, head("GET", kBinary) + "\r\n");
   HttpHelpers::HttpGetJson(connection, url(), content, nullptr, nullptr, nullptr, nullptr, &empty, true);
   EXPECT_EQ(last().raw, head("GET", kBinary) + "\r\n");

@@ -12,9 +12,9 @@ namespace {
 
 using http::HttpMultiConnection;
 
-/// Pumps during which memory runs out: at the first allocation of the thread, at the second, and so on until one request
-/// gets through. The pump must say so, past libcurl where a header or the body is what failed; the request must complete
-/// once all the same, and the slot must take the next.
+/// Pumps during which memory runs out: at the first allocation of the thread, at the second, and so on until one
+/// request gets through. The pump must say so, past libcurl where a header or the body is what failed; the request must
+/// complete once all the same, and the slot must take the next.
 class HttpMultiConnectionMemoryTest : public LibraryFixture {
  protected:
   struct Seen {

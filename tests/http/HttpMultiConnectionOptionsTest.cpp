@@ -10,10 +10,11 @@ using testing::ElementsAre;
 using testing::IsSupersetOf;
 
 const vector<string> kSlotOptions =
-    kFreshHandleOptions + vector<string>{"HEADERDATA set", "HEADERFUNCTION set", "WRITEDATA set", "WRITEFUNCTION set",
-                                         "READDATA set", "READFUNCTION set", "XFERINFOFUNCTION set", "XFERINFODATA set",
-                                         "FORBID_REUSE 0", "FRESH_CONNECT 0", "SSLVERSION 6", "TCP_KEEPALIVE 1",
-                                         "ERRORBUFFER set", "VERBOSE 0", "COOKIEJAR \"/dev/null\""};
+    kFreshHandleOptions + vector<string>{"HEADERDATA set",       "HEADERFUNCTION set", "WRITEDATA set",
+                                         "WRITEFUNCTION set",    "READDATA set",       "READFUNCTION set",
+                                         "XFERINFOFUNCTION set", "XFERINFODATA set",   "FORBID_REUSE 0",
+                                         "FRESH_CONNECT 0",      "SSLVERSION 6",       "TCP_KEEPALIVE 1",
+                                         "ERRORBUFFER set",      "VERBOSE 0",          "COOKIEJAR \"/dev/null\""};
 const vector<string> kHeaders = {"HTTPHEADER [A: 1, B: 2, Connection: Keep-Alive]"};
 
 /// What the multi connection tells libcurl, call by call.

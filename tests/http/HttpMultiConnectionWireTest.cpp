@@ -21,8 +21,8 @@ class HttpMultiConnectionWireTest : public MultiConnectionFixture {
 
   /// From the request line to the last header that each method sends.
   string head(const string& method, const string& framing = "") const {
-    return method + " /a HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(server.getPort()) +
-           "\r\nAccept: */*\r\n" + framing + "A: 1\r\nConnection: Keep-Alive\r\n";
+    return method + " /a HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(server.getPort()) + "\r\nAccept: */*\r\n" +
+           framing + "A: 1\r\nConnection: Keep-Alive\r\n";
   }
 };
 

@@ -30,9 +30,7 @@ class HttpProxyFinderTest : public testing::Test {
 
   bool lookUp() { return finder->getProxyUrl(url, proxy); }
 
-  void answerNamed(std::optional<string> proxies) {
-    script.answer = {ProxyAccessType::NamedProxy, std::move(proxies)};
-  }
+  void answerNamed(std::optional<string> proxies) { script.answer = {ProxyAccessType::NamedProxy, std::move(proxies)}; }
   void answerByDefault(std::optional<string> lookUpProxies, std::optional<string> configuredProxies) {
     script.answer = {ProxyAccessType::DefaultProxy, std::move(lookUpProxies)};
     script.configuration = {ProxyAccessType::NamedProxy, std::move(configuredProxies)};

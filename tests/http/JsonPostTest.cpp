@@ -48,8 +48,8 @@ TEST_F(JsonPostTest, OptionsAreSetInOrder) {
 
 TEST_F(JsonPostTest, AFailedOptionFailsTheRequest) {
   CurlTrace trace;
-  for (const int option : {CURLOPT_WRITEFUNCTION, CURLOPT_READFUNCTION, CURLOPT_XFERINFOFUNCTION, CURLOPT_POST,
-                           CURLOPT_POSTFIELDSIZE}) {
+  for (const int option :
+       {CURLOPT_WRITEFUNCTION, CURLOPT_READFUNCTION, CURLOPT_XFERINFOFUNCTION, CURLOPT_POST, CURLOPT_POSTFIELDSIZE}) {
     trace.failOption(option, 43);
     EXPECT_FALSE(perform("{}")) << option;
     trace.failNone();

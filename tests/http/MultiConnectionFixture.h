@@ -90,8 +90,8 @@ class MultiConnectionFixture : public LibraryFixture {
   MultiConnectionFixture() { multi->setCallback(OnCompletion, this); }
 
  private:
-  static void OnCompletion(HttpMultiConnection&, long httpCode, const string& errorText, const qxVariantMapImpl& headers,
-                           vector<char>& content, void* context, void* userData) {
+  static void OnCompletion(HttpMultiConnection&, long httpCode, const string& errorText,
+                           const qxVariantMapImpl& headers, vector<char>& content, void* context, void* userData) {
     auto* const self = static_cast<MultiConnectionFixture*>(context);
     self->completions.push_back(
         {httpCode, errorText, headers, string(content.begin(), content.end()), content.capacity(), userData});

@@ -3,7 +3,7 @@
 #include <filesystem>
 
 #if !defined(__has_feature)
-#define __has_feature(x) 0
+#  define __has_feature(x) 0
 #endif
 
 namespace qx::test {

@@ -31,7 +31,8 @@ class PoolFixture : public HelpersFixture {
   }
   void releaseUsed(const string& mark) { releaseUsed(mark, url()); }
 
-  /// The mark of the connection that the pool has for this endpoint, which is then gone from it; empty when it has none.
+  /// The mark of the connection that the pool has for this endpoint, which is then gone from it; empty when it has
+  /// none.
   string takeMark(const string& host, uint16 port) {
     const unique_ptr<HttpConnection> taken(pool.getHttpConnection(host, port));
     return GetMark(*taken);

@@ -7,8 +7,8 @@
 
 namespace qx::test {
 
-/// The variables that name proxies, unset while this lives except for those that the test sets. Not while another thread
-/// reads the environment.
+/// The variables that name proxies, unset while this lives except for those that the test sets. Not while another
+/// thread reads the environment.
 class ProxyEnvironment {
  public:
   ProxyEnvironment() {

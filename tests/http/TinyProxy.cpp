@@ -84,7 +84,8 @@ bool TinyProxy::start(const string& user, const string& password) {
          << "LogFile \"" << mLogPath << "\"\nLogLevel Critical\n";
   if (!user.empty()) config << "BasicAuth " << user << " " << password << "\n";
   config.close();
-  const char* const arguments[] = {"setpriv", "--pdeathsig", "KILL", kProgram, "-d", "-c", mConfigPath.c_str(), nullptr};
+  const char* const arguments[] = {"setpriv", "--pdeathsig",       "KILL", kProgram, "-d",
+                                   "-c",      mConfigPath.c_str(), nullptr};
   if (::posix_spawnp(&mProcess, arguments[0], nullptr, nullptr, const_cast<char**>(arguments), environ) != 0) {
     mProcess = -1;
     return false;

@@ -6,8 +6,8 @@
 
 namespace qx::test {
 
-/// A real HTTP proxy, Debian's tinyproxy, on loopback at a port of the system's choice. It carries plain requests, to which
-/// it adds a Via header, and tunnels. It ends with this object, and with the test program if that dies.
+/// A real HTTP proxy, Debian's tinyproxy, on loopback at a port of the system's choice. It carries plain requests, to
+/// which it adds a Via header, and tunnels. It ends with this object, and with the test program if that dies.
 class TinyProxy {
  public:
   static bool IsInstalled();

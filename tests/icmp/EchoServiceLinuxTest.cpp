@@ -104,9 +104,7 @@ TEST_P(EchoServiceLinuxTest, EachEchoHasItsTimeToLiveAndTheNextSequence) {
   }
 }
 
-TEST_P(EchoServiceLinuxTest, TheRoundTripIsThatOfTheNetwork) {
-  EXPECT_GE(measureDelayOf(40), 40U);
-}
+TEST_P(EchoServiceLinuxTest, TheRoundTripIsThatOfTheNetwork) { EXPECT_GE(measureDelayOf(40), 40U); }
 
 /// Runs one echo whose process looks at it only long after the reply has come, and gives its completion.
 EchoReply ReadLate(const NetworkNamespace& network, const TunRouter& router, const string& host, uint32 timeoutMs,
@@ -339,9 +337,10 @@ TEST_P(EchoServiceLinuxTest, ErrorsOfTheNetworkHaveTheirWords) {
 /// Redirects and source quenches, which are errors on IPv4 alone.
 class EchoRemarksTest : public EchoServiceLinuxTest {};
 
-INSTANTIATE_TEST_SUITE_P(
-    BothKinds, EchoRemarksTest,
-    testing::Combine(testing::Values(IcmpFamily::V4), testing::Values(SocketKind::Datagram, SocketKind::Raw)), NameWay);
+INSTANTIATE_TEST_SUITE_P(BothKinds, EchoRemarksTest,
+                         testing::Combine(testing::Values(IcmpFamily::V4),
+                                          testing::Values(SocketKind::Datagram, SocketKind::Raw)),
+                         NameWay);
 
 TEST_P(EchoRemarksTest, ARemarkOfARouterDoesNotEndAnEcho) {
   route([](const IpPacket& request) {

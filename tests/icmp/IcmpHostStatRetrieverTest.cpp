@@ -43,7 +43,10 @@ class IcmpHostStatRetrieverTest : public testing::Test {
   void holdLookUps() {
     table.setOnLookUp([gate = held](const string&) {
       std::atomic<bool> open = false;
-      gate.arrive([&open] { open = true; open.notify_all(); });
+      gate.arrive([&open] {
+        open = true;
+        open.notify_all();
+      });
       open.wait(false);
     });
   }
@@ -313,7 +316,10 @@ TEST_F(IcmpHostStatRetrieverTest, PublicCallsAnswerWhileTheResolverHangs) {
 TEST_F(IcmpHostStatRetrieverTest, PublicCallsAnswerWhileEchoesAreOut) {
   std::atomic<bool> waiting = false;
   hangEchoes();
-  script->onWait = [&waiting] { waiting = true; waiting.notify_all(); };
+  script->onWait = [&waiting] {
+    waiting = true;
+    waiting.notify_all();
+  };
   EXPECT_TRUE(retriever->requestStatistict(MakeHosts({"one"}), {}));
   waiting.wait(false);
   Results results;
@@ -324,7 +330,10 @@ TEST_F(IcmpHostStatRetrieverTest, PublicCallsAnswerWhileEchoesAreOut) {
 TEST_F(IcmpHostStatRetrieverTest, TheDestructorAbandonsABatch) {
   std::atomic<bool> waiting = false;
   hangEchoes();
-  script->onWait = [&waiting] { waiting = true; waiting.notify_all(); };
+  script->onWait = [&waiting] {
+    waiting = true;
+    waiting.notify_all();
+  };
   EXPECT_TRUE(retriever->requestStatistict(MakeHosts({"one", "two"}), {}));
   waiting.wait(false);
   retriever.reset();

@@ -254,9 +254,8 @@ TEST_F(IcmpProbeHopsTest, AnExpiryAtTheLastTryEndsTheProbe) {
 class IcmpProbeLimitTest : public IcmpProbeHopsTest {
  protected:
   vector<uint32> climbAfterSilenceOf(double ms) {
-    answer([ms](const SentEcho& echo) {
-      return echo.timeToLive == 1 ? EchoOutcome::Silence(ms) : EchoOutcome::Reply(1);
-    });
+    answer(
+        [ms](const SentEcho& echo) { return echo.timeToLive == 1 ? EchoOutcome::Silence(ms) : EchoOutcome::Reply(1); });
     run();
     return script->getTimesToLive();
   }
@@ -303,9 +302,8 @@ TEST_F(IcmpProbeHopsTest, ASendRefusedOnTheWayEndsTheSearch) {
 }
 
 TEST_F(IcmpProbeHopsTest, ASendRefusedAfterSilenceEndsTheSearch) {
-  answer([](const SentEcho& echo) {
-    return echo.timeToLive < 2 ? EchoOutcome::Silence(250) : EchoOutcome::SendError(5);
-  });
+  answer(
+      [](const SentEcho& echo) { return echo.timeToLive < 2 ? EchoOutcome::Silence(250) : EchoOutcome::SendError(5); });
   EXPECT_EQ(run().errorMessage, "Windows Error 5");
 }
 

@@ -88,9 +88,7 @@ void NetworkNamespace::set(const string& path, const string& value) const {
   });
 }
 
-string NetworkNamespace::getPath() const {
-  return "/proc/" + std::to_string(getpid()) + "/fd/" + std::to_string(mFd);
-}
+string NetworkNamespace::getPath() const { return "/proc/" + std::to_string(getpid()) + "/fd/" + std::to_string(mFd); }
 
 bool CanMakeNetworks() {
   static const bool sCan = [] {

@@ -67,9 +67,9 @@ void RouterChain::addRoutes(int node) {
 
 void RouterChain::addLostNetworks() {
   mNodes.at(3)->ip("-4", {"route add unreachable 10.9.1.0/24", "route add blackhole 10.9.2.0/24",
-                       "route add prohibit 10.9.3.0/24", "route add 10.9.5.0/24 via " + V4(3, 2) + " mtu 50"});
+                          "route add prohibit 10.9.3.0/24", "route add 10.9.5.0/24 via " + V4(3, 2) + " mtu 50"});
   mNodes.at(3)->ip("-6", {"route add unreachable fd09:1::/64", "route add blackhole fd09:2::/64",
-                       "route add prohibit fd09:3::/64", "route add fd09:5::/64 via " + V6(3, 2) + " mtu 60"});
+                          "route add prohibit fd09:3::/64", "route add fd09:5::/64 via " + V6(3, 2) + " mtu 60"});
 }
 
 bool RouterChain::HasOwnErrorBudget() {

@@ -14,11 +14,10 @@ struct Row {
   HashType hash;
 };
 
-const vector<Row> kRows{{HS256, 16, "HS256", HT_Sha256},   {HS384, 32, "HS384", HT_Sha384},
-                        {HS512, 64, "HS512", HT_Sha512},   {RS256, 128, "RS256", HT_Sha256},
-                        {RS384, 256, "RS384", HT_Sha384},  {RS512, 512, "RS512", HT_Sha512},
-                        {ES256, 1024, "ES256", HT_Sha256}, {ES384, 2048, "ES384", HT_Sha384},
-                        {ES512, 4096, "ES512", HT_Sha512}};
+const vector<Row> kRows{
+    {HS256, 16, "HS256", HT_Sha256},   {HS384, 32, "HS384", HT_Sha384},   {HS512, 64, "HS512", HT_Sha512},
+    {RS256, 128, "RS256", HT_Sha256},  {RS384, 256, "RS384", HT_Sha384},  {RS512, 512, "RS512", HT_Sha512},
+    {ES256, 1024, "ES256", HT_Sha256}, {ES384, 2048, "ES384", HT_Sha384}, {ES512, 4096, "ES512", HT_Sha512}};
 
 TEST(AlgTest, EachAlgorithmHasItsBitItsNameAndItsDigest) {
   for (const Row& row : kRows) {

@@ -64,9 +64,9 @@ string GetCoordinate(const string& curve, size_t fieldBytes, const char* name) {
 
 /// With "crv" called by any name.
 Members MembersOn(const string& curve, size_t fieldBytes, const string& crv) {
-  return With(With(With(CurveMembers("k"), "crv", Quote(crv)), "x",
-                   GetCoordinate(curve, fieldBytes, OSSL_PKEY_PARAM_EC_PUB_X)),
-              "y", GetCoordinate(curve, fieldBytes, OSSL_PKEY_PARAM_EC_PUB_Y));
+  return With(
+      With(With(CurveMembers("k"), "crv", Quote(crv)), "x", GetCoordinate(curve, fieldBytes, OSSL_PKEY_PARAM_EC_PUB_X)),
+      "y", GetCoordinate(curve, fieldBytes, OSSL_PKEY_PARAM_EC_PUB_Y));
 }
 
 TEST(JwkReaderTest, AnRsaKeyIsForAllThreeAlgorithmsOfItsFamily) {
@@ -195,10 +195,8 @@ TEST(JwkReaderTest, AnRsaKeyForAnAlgorithmOfAnotherFamilyIsRejected) {
 }
 
 TEST(JwkReaderTest, ARefusedRsaKeyIsRejectedWithItsReason) {
-  ExpectRejected(With(RsaMembers("k"), "e", Quote("AQ")),
-                 "Rejected (RSA key error : RSA exponent is even or under 3)");
-  ExpectRejected(With(RsaMembers("k"), "e", Quote("Ag")),
-                 "Rejected (RSA key error : RSA exponent is even or under 3)");
+  ExpectRejected(With(RsaMembers("k"), "e", Quote("AQ")), "Rejected (RSA key error : RSA exponent is even or under 3)");
+  ExpectRejected(With(RsaMembers("k"), "e", Quote("Ag")), "Rejected (RSA key error : RSA exponent is even or under 3)");
   ExpectRejected(With(RsaMembers("k"), "n", Quote("AQAB")),
                  "Rejected (RSA key error : RSA modulus not between 2048 and 16384 bits)");
   ExpectRejected(With(RsaMembers("k"), "n", Quote(string(5464, 'x'))),

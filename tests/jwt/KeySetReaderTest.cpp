@@ -132,8 +132,7 @@ TEST_F(KeySetReaderTest, AnIdentifierThatComesAgainMovesBehindTheOthers) {
 }
 
 TEST_F(KeySetReaderTest, EveryRejectionIsKeptUnderItsIdentifierInOneSet) {
-  const vector<pair<string, string>> members = {
-      {"use", "no"}, {"alg", "no"}, {"kty", "no"}, {"n", "!"}, {"e", "AQ"}};
+  const vector<pair<string, string>> members = {{"use", "no"}, {"alg", "no"}, {"kty", "no"}, {"n", "!"}, {"e", "AQ"}};
   vector<Members> keys;
   for (const auto& [name, value] : members) keys.push_back(With(RsaMembers(name), name, Quote(value)));
   read(MakeKeySet(keys));

@@ -28,7 +28,7 @@ class KeyStoreTest : public KeyStoreFixture {
  protected:
   /// An alias that is never destroyed, as all but one must be.
   struct Alias {
-    explicit Alias(const KeyStore& source) : store(new (memory) KeyStore(source)) {}
+    explicit Alias(const KeyStore& source) : store(new(memory) KeyStore(source)) {}
 
     alignas(KeyStore) std::byte memory[sizeof(KeyStore)];
     KeyStore* store;

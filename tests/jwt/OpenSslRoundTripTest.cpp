@@ -112,8 +112,8 @@ TEST_F(OpenSslRoundTripTest, BothMakeTheSameMac) {
     string token;
     ASSERT_TRUE(CreateHashedJwt(claims, kSecret, alg, token, 0));
     write("text", GetText(token));
-    ASSERT_TRUE(run("dgst" + GetDigestOption(alg) + " -mac HMAC -macopt hexkey:" + ToHex(kSecret) +
-                    " -binary -out mac text"))
+    ASSERT_TRUE(
+        run("dgst" + GetDigestOption(alg) + " -mac HMAC -macopt hexkey:" + ToHex(kSecret) + " -binary -out mac text"))
         << read("output");
     EXPECT_EQ(GetSignature(token), ToUrlSafe(read("mac"))) << AlgToString(alg);
   }

@@ -74,7 +74,8 @@ bool ChildProcess::readLine(string& out, int timeoutMs) {
       mBuffer.erase(0, end + 1);
       return true;
     }
-    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+    const auto left =
+        std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
     pollfd descriptor{mStdout, POLLIN, 0};
     if (left.count() <= 0 || ::poll(&descriptor, 1, static_cast<int>(left.count())) <= 0) return false;
     std::array<char, 4096> bytes{};

@@ -263,8 +263,8 @@ TEST_F(ConflictSolverLiveTest, AWriterBesideItLosesNothing) {
     for (int edit = 1; !ReadFlag(stop); ++edit) {
       for (const string& id : mIds) {
         if (!isListed(id) || ReadFlag(stop)) continue;
-        const string body = R"({"_rev":")" + revisionOf(mDb, id) + R"(","kind":"in","text":"t","edit":)" +
-                            std::to_string(edit) + "}";
+        const string body =
+            R"({"_rev":")" + revisionOf(mDb, id) + R"(","kind":"in","text":"t","edit":)" + std::to_string(edit) + "}";
         if (request("PUT", couch().getUrl() + "/" + mDb + "/" + id, body) == 201) accepted[id] = edit;
       }
     }

@@ -32,8 +32,8 @@ struct Fetching {
   Fetching(const string& url, const string& db, unsigned int threads, unsigned int batchSize,
            Getter::DocContent content)
       : server(Url(url)),
-        getter(std::make_unique<Getter>(server, db, OnDocument, &book, nullptr, nullptr, threads, batchSize,
-                                        content)) {}
+        getter(std::make_unique<Getter>(server, db, OnDocument, &book, nullptr, nullptr, threads, batchSize, content)) {
+  }
 
   couch::CouchConnectionParameters server;
   ReportBook book;

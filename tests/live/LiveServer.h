@@ -5,7 +5,8 @@
 
 namespace qx::test {
 
-/// One of the real servers under servers/, kept by `servers/start`. It leaves no process behind, also when the test dies.
+/// One of the real servers under servers/, kept by `servers/start`. It leaves no process behind, also when the test
+/// dies.
 class LiveServer {
  public:
   /// `kind`: "couchdb" or "elasticsearch". With `keepData` a restarted server finds its data again.

@@ -9,8 +9,8 @@
 
 namespace qx::test {
 
-/// Both real servers, started once for a test program, and questions to them over plain HTTP. Base of the live fixtures.
-/// Without the servers each test is skipped, with the reason printed.
+/// Both real servers, started once for a test program, and questions to them over plain HTTP. Base of the live
+/// fixtures. Without the servers each test is skipped, with the reason printed.
 class LiveWorld : public testing::Test {
  public:
   static void SetUpTestSuite();
@@ -47,8 +47,8 @@ class LiveWorld : public testing::Test {
   static bool waitInSync(couch::CouchToEsRiverManager& river, const string& dbName, const vector<string>& indexNames,
                          int timeoutSec = 120);
 
-  /// True when the index holds what the database holds, by a comparison that knows nothing of the library; otherwise the
-  /// differences are printed. `options` go to servers/compare.mjs.
+  /// True when the index holds what the database holds, by a comparison that knows nothing of the library; otherwise
+  /// the differences are printed. `options` go to servers/compare.mjs.
   static bool isSame(const string& dbName, const string& indexName, const vector<string>& options = {});
   /// The same, asked until it is true or time is over.
   static bool becomesSame(const string& dbName, const string& indexName, const vector<string>& options = {},

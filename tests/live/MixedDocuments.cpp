@@ -38,8 +38,12 @@ string MixedDocuments::make(uint64 number, const string& extra) {
   document += ",\"kind\":" + std::to_string(number % 3) + ",\"n\":" + std::to_string(below(1'000'000));
   switch (number % 9) {
     case 0: document += R"(,"nested":{"_id":"inner","a":{"_id":null}},"list":[null,{"_id":1},[]])"; break;
-    case 1: document += R"(,"contents":{"big":[1,2,3]},"resources":["r"],"deep":{"contents":1,"resources":null})"; break;
-    case 2: document += R"(,"lone":"\ud83d end","pair":"\ud83d\ude00","nul":"a\u0000b","esc":"\"\\\/\b\f\n\r\t")"; break;
+    case 1:
+      document += R"(,"contents":{"big":[1,2,3]},"resources":["r"],"deep":{"contents":1,"resources":null})";
+      break;
+    case 2:
+      document += R"(,"lone":"\ud83d end","pair":"\ud83d\ude00","nul":"a\u0000b","esc":"\"\\\/\b\f\n\r\t")";
+      break;
     case 3: document += R"(,"nothing":null,"empty":{},"none":[],"t":true,"f":false,"frac":-0.125)"; break;
     case 4: document += ",\"text\":\"" + text(500 + below(4000)) + "\""; break;
     case 5: document += R"(,"value":"_id","under":{"_underscore":1})"; break;

@@ -6,9 +6,9 @@
 
 namespace qx::test {
 
-/// Documents of mixed shapes, the same for the same seed: identifiers with quotes, slashes, percent signs, blanks, dots and
-/// letters beyond ASCII; nested "_id", null in maps and lists, "contents" and "resources", lone surrogates, long texts,
-/// attachments.
+/// Documents of mixed shapes, the same for the same seed: identifiers with quotes, slashes, percent signs, blanks, dots
+/// and letters beyond ASCII; nested "_id", null in maps and lists, "contents" and "resources", lone surrogates, long
+/// texts, attachments.
 class MixedDocuments {
  public:
   explicit MixedDocuments(unsigned seed) : mRandom(seed) {}

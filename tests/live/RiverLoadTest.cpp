@@ -61,7 +61,8 @@ class RiverLoadTest : public LiveWorld {
     if (rev.empty()) {
       bulkDocs(dbName, "[" + documents.make(number) + "]");
     } else if (documents.below(3) == 0) {
-      bulkDocs(dbName, "[{\"_id\":\"" + MixedDocuments::escapedId(number) + "\",\"_rev\":\"" + rev + "\",\"_deleted\":true}]");
+      bulkDocs(dbName,
+               "[{\"_id\":\"" + MixedDocuments::escapedId(number) + "\",\"_rev\":\"" + rev + "\",\"_deleted\":true}]");
     } else {
       bulkDocs(dbName, "[" + documents.make(number, ",\"_rev\":\"" + rev + "\"") + "]");
     }
@@ -137,7 +138,8 @@ TEST_F(RiverLoadTest, ARiverThatIsKilledAgainAndAgainLosesNothing) {
 TEST_F(RiverLoadTest, ALargeDocumentsDatabaseGetsThroughInSmallerBatches) {
   string documents = "[";
   for (int i = 0; i < 300; ++i) {
-    documents += string(i == 0 ? "" : ",") + "{\"_id\":\"d" + std::to_string(i) + "\",\"text\":\"" + string(4000, 'x') + "\"}";
+    documents +=
+        string(i == 0 ? "" : ",") + "{\"_id\":\"d" + std::to_string(i) + "\",\"text\":\"" + string(4000, 'x') + "\"}";
   }
   bulkDocs(mDb, documents + "]");
   const string index = freshName("large");

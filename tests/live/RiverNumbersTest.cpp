@@ -6,8 +6,8 @@ namespace {
 
 using couch::CouchToEsRiverManager;
 
-/// Numbers as people write them, which no JSON reader made of doubles would hand on. Node rounds them, so the database is
-/// a stand-in; the index is real and is told not to look at them.
+/// Numbers as people write them, which no JSON reader made of doubles would hand on. Node rounds them, so the database
+/// is a stand-in; the index is real and is told not to look at them.
 const vector<string> sNumbers = {
     "0",
     "-0",
@@ -31,8 +31,8 @@ const vector<string> sNumbers = {
 
 class RiverNumbersTest : public LiveWorld {};
 
-/// What the library writes: a literal of digits alone in the int64 range is a number to it, and the sign of its zero goes;
-/// everything else keeps its spelling.
+/// What the library writes: a literal of digits alone in the int64 range is a number to it, and the sign of its zero
+/// goes; everything else keeps its spelling.
 string Expected(const string& number) { return number == "-0" ? "0" : number; }
 
 }  // namespace

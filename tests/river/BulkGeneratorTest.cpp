@@ -121,7 +121,8 @@ TEST_F(BulkGeneratorTest, ContentsAndResourcesAreDroppedAtTheTopLevelAlone) {
 TEST_F(BulkGeneratorTest, NumbersOfEverySpellingAreKept) {
   add("d", CA_Index, R"({"a":1e400,"b":123456789012345678901234567890,"c":-0.10,"d":-0.0})");
   ASSERT_TRUE(generate());
-  EXPECT_NE(body(0).find(R"({"a":1e400,"b":123456789012345678901234567890,"c":-0.10,"d":-0.0})"), string::npos) << body(0);
+  EXPECT_NE(body(0).find(R"({"a":1e400,"b":123456789012345678901234567890,"c":-0.10,"d":-0.0})"), string::npos)
+      << body(0);
 }
 
 TEST_F(BulkGeneratorTest, ATextThatWouldNotFitIsSentAsItWas) {
@@ -169,8 +170,10 @@ TEST_F(BulkGeneratorTest, TheDocumentIsFreedWhateverBecameOfIt) {
 TEST_F(TwoIndexesTest, TheSecondIndexGetsTheNextIdRenamedToo) {
   add("d", CA_Index, R"({"_id":"d","sub":{"_id":"inner","x":{"_id":"deep"}}})");
   ASSERT_TRUE(generate());
-  EXPECT_EQ(body(0), "{\"index\":{\"_id\":\"d\"}}\n{\"-id\":\"d\",\"sub\":{\"_id\":\"inner\",\"x\":{\"_id\":\"deep\"}}}\n");
-  EXPECT_EQ(body(1), "{\"index\":{\"_id\":\"d\"}}\n{\"-id\":\"d\",\"sub\":{\"-id\":\"inner\",\"x\":{\"_id\":\"deep\"}}}\n");
+  EXPECT_EQ(body(0),
+            "{\"index\":{\"_id\":\"d\"}}\n{\"-id\":\"d\",\"sub\":{\"_id\":\"inner\",\"x\":{\"_id\":\"deep\"}}}\n");
+  EXPECT_EQ(body(1),
+            "{\"index\":{\"_id\":\"d\"}}\n{\"-id\":\"d\",\"sub\":{\"-id\":\"inner\",\"x\":{\"_id\":\"deep\"}}}\n");
 }
 
 TEST_F(TwoIndexesTest, WithOneIdBothIndexesGetTheSame) {

@@ -26,7 +26,8 @@ TEST(JudgeBulkReplyTest, MissingErrorsCountAsTrue) {
 
 TEST(JudgeBulkReplyTest, StatusesOfSuccessAreNotLogged) {
   LogCapture log;
-  const char* reply = R"({"errors":true,"items":[{"index":{"status":200}},{"index":{"status":201}},{"delete":{"status":404}}]})";
+  const char* reply =
+      R"({"errors":true,"items":[{"index":{"status":200}},{"index":{"status":201}},{"delete":{"status":404}}]})";
   EXPECT_EQ(JudgeBulkReply(reply, nullptr), StepResult::Failed);
   EXPECT_TRUE(log.getLines().empty());
 }
@@ -37,9 +38,10 @@ TEST(JudgeBulkReplyTest, EachBadItemIsLoggedWithItsOutcome) {
       R"({"errors":true,"items":[{"index":{"_id":"a","status":400,"error":{"type":"t"}}},{"delete":{"_id":"b","status":500}},)"
       R"({"index":{"_id":"c","status":200,"error":"odd"}}]})";
   EXPECT_EQ(JudgeBulkReply(reply, nullptr), StepResult::Failed);
-  EXPECT_EQ(log.getLines(), (vector{Error(R"(Error during bulk operation 'index' {"_id":"a","error":{"type":"t"},"status":400})"),
-                                    Error(R"(Error during bulk operation 'delete' {"_id":"b","status":500})"),
-                                    Error(R"(Error during bulk operation 'index' {"_id":"c","error":"odd","status":200})")}));
+  EXPECT_EQ(log.getLines(),
+            (vector{Error(R"(Error during bulk operation 'index' {"_id":"a","error":{"type":"t"},"status":400})"),
+                    Error(R"(Error during bulk operation 'delete' {"_id":"b","status":500})"),
+                    Error(R"(Error during bulk operation 'index' {"_id":"c","error":"odd","status":200})")}));
 }
 
 class UnexpectedItemTest : public testing::TestWithParam<const char*> {};
@@ -52,7 +54,8 @@ TEST_P(UnexpectedItemTest, EndsTheWalkWithTheWholeReply) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Shapes, UnexpectedItemTest,
-                         testing::Values("1", "null", "[]", "{}", R"({"index":{"status":200},"x":{}})", R"({"index":5})"));
+                         testing::Values("1", "null", "[]", "{}", R"({"index":{"status":200},"x":{}})",
+                                         R"({"index":5})"));
 
 class UnusableReplyTest : public testing::TestWithParam<const char*> {};
 

@@ -20,7 +20,8 @@ ChangeRecord Record(std::string_view id, uint64 seq = 0) {
 /// "id:seq" in queue order.
 vector<string> Order(ChangeQueue& queue) {
   vector<string> order;
-  for (const ChangeRecord& record : queue) order.push_back(record.id.toString() + ":" + std::to_string(record.getSeq()));
+  for (const ChangeRecord& record : queue)
+    order.push_back(record.id.toString() + ":" + std::to_string(record.getSeq()));
   return order;
 }
 
@@ -173,8 +174,8 @@ class NaiveQueue {
   vector<pair<string, uint64>> items;
 
   size_t find(const string& id) const {
-    return static_cast<size_t>(std::find_if(items.begin(), items.end(), [&](const auto& item) { return item.first == id; }) -
-                               items.begin());
+    return static_cast<size_t>(
+        std::find_if(items.begin(), items.end(), [&](const auto& item) { return item.first == id; }) - items.begin());
   }
 
   bool insert(const string& id, uint64 seq, size_t position, ChangeQueue::InsertMode mode) {
@@ -237,9 +238,8 @@ class Pair {
     ChangeQueue::List list;
     list.push_back(Record(id, ++mSeq));
     const ChangeQueue::Position at = std::next(mQueue.begin(), static_cast<long>(position));
-    const ChangeQueue::Insertion insertion = mRandom() % 2 == 0
-                                                 ? mQueue.insert(list, list.begin(), at, mode)
-                                                 : mQueue.insert(std::move(list.front()), at, mode);
+    const ChangeQueue::Insertion insertion = mRandom() % 2 == 0 ? mQueue.insert(list, list.begin(), at, mode)
+                                                                : mQueue.insert(std::move(list.front()), at, mode);
     EXPECT_EQ(insertion.inserted, mModel.insert(id, mSeq, position, mode));
     EXPECT_EQ(insertion.element == nullptr, !insertion.inserted && mode == ChangeQueue::IM_Leave);
     if (insertion.element != nullptr) takeNewer(*insertion.element, id);

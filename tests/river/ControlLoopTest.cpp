@@ -60,8 +60,8 @@ TEST_F(ControlLoopTest, AFeedAsksForBareChangesFromTheStoredSequenceWithAHeartbe
   ASSERT_TRUE(Until([this] { return meta("things", "lastrefreshseq") == "1"; }));
   addIndex("a", "things");
   ASSERT_TRUE(untilLine(Detail("esriver", "a => Start listening changefeed from 1")));
-  EXPECT_TRUE(Until(
-      [this] { return mCouch.getFeeds("a").back() == "/a/_changes?feed=continuous&heartbeat=30000&since=1"; }));
+  EXPECT_TRUE(
+      Until([this] { return mCouch.getFeeds("a").back() == "/a/_changes?feed=continuous&heartbeat=30000&since=1"; }));
   EXPECT_EQ(mCouch.getFeeds("a").front(), "/a/_changes?feed=continuous&heartbeat=30000&since=0");
 }
 

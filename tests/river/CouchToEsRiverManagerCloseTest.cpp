@@ -3,8 +3,8 @@
 
 #include <thread>
 
-/// A manager ends in bounded time whatever its servers do. The stall limits are 45 and 60 seconds: an end well below them
-/// is the work of a cancel.
+/// A manager ends in bounded time whatever its servers do. The stall limits are 45 and 60 seconds: an end well below
+/// them is the work of a cancel.
 namespace qx::couch::test {
 
 namespace {
@@ -65,8 +65,9 @@ TEST_F(CouchToEsRiverManagerCloseTest, ADocumentServerThatSpeaksAgain) {
   fetch.open();
   closing.join();
   EXPECT_LT(timeToStop(), sPrompt);
-  EXPECT_EQ(mLog.count(Detail("esriver", "a w1 => job canceled")) + mLog.count(Detail("esriver", "a w2 => job canceled")),
-            1u);
+  EXPECT_EQ(
+      mLog.count(Detail("esriver", "a w1 => job canceled")) + mLog.count(Detail("esriver", "a w2 => job canceled")),
+      1u);
   EXPECT_TRUE(mLog.getLines(LT_Error).empty());
   EXPECT_EQ(mEs.count("POST /things/_doc/_bulk"), 0u);
 }

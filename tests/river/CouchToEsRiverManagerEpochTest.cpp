@@ -3,8 +3,8 @@
 
 #include <future>
 
-/// The generation of a database repeats. Each test forces one of the ways in which it does, on both sides of a pass of the
-/// control thread.
+/// The generation of a database repeats. Each test forces one of the ways in which it does, on both sides of a pass of
+/// the control thread.
 namespace qx::couch::test {
 
 namespace {

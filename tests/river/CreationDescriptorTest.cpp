@@ -17,7 +17,8 @@ TEST(CreationDescriptor, JoinsDateAndUuid) {
 }
 
 TEST(CreationDescriptor, TakesADateThatIsANumber) {
-  EXPECT_EQ(Build("i", R"({"i":{"settings":{"index":{"creation_date":1700000000000,"uuid":"u"}}}})"), "1700000000000_u");
+  EXPECT_EQ(Build("i", R"({"i":{"settings":{"index":{"creation_date":1700000000000,"uuid":"u"}}}})"),
+            "1700000000000_u");
 }
 
 TEST(CreationDescriptor, LooksOnlyBelowTheNameOfTheIndex) {

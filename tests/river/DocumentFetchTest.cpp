@@ -150,8 +150,7 @@ TEST_F(OnDocumentFetchedTest, ACommandAsLargeAsTheBudgetIsTooHeavyAndDropped) {
   EXPECT_EQ(mRecord.action, CA_Skip);
   EXPECT_EQ(mRecord.commandBytes, 0U);
   EXPECT_FALSE(mContext.fetchFailed);
-  EXPECT_EQ(mLog.getLines(),
-            vector{Error("Fail to index document 'doc' this document is too heavy 1000B in db db")});
+  EXPECT_EQ(mLog.getLines(), vector{Error("Fail to index document 'doc' this document is too heavy 1000B in db db")});
 }
 
 TEST_F(OnDocumentFetchedTest, OneByteLessThanTheBudgetFits) {

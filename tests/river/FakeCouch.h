@@ -12,8 +12,8 @@ using qx::test::Reply;
 using qx::test::Request;
 using qx::test::ScriptedServer;
 
-/// As much of CouchDB as the River needs: documents, and change feeds that bring what a test writes. A feed ends in good
-/// order after each write, and the listener asks anew from where it stands. Any thread.
+/// As much of CouchDB as the River needs: documents, and change feeds that bring what a test writes. A feed ends in
+/// good order after each write, and the listener asks anew from where it stands. Any thread.
 class FakeCouch {
  public:
   FakeCouch();

@@ -12,9 +12,9 @@ using qx::test::Reply;
 using qx::test::Request;
 using qx::test::ScriptedServer;
 
-/// As much of Elasticsearch 6.8 as the River needs: creation, deletion, existence, `_mapping`, `_settings`, `_bulk` (which
-/// makes an index that is not there), `_refresh` and the health of a cluster that is always well. It remembers what stood
-/// in its indexes and what it was asked. Any thread.
+/// As much of Elasticsearch 6.8 as the River needs: creation, deletion, existence, `_mapping`, `_settings`, `_bulk`
+/// (which makes an index that is not there), `_refresh` and the health of a cluster that is always well. It remembers
+/// what stood in its indexes and what it was asked. Any thread.
 class FakeElasticsearch {
  public:
   struct Index {

@@ -21,8 +21,8 @@ TEST(IndexDefinition, IsEmptyFromTheStart) {
 
 TEST(IndexDefinition, FieldsKeepTheirOrder) {
   const IndexDefinition d;
-  EXPECT_TRUE(test::AreInOrder(
-      {&d.dbName, &d.indexName, &d.mapping, &d.settings, &d.applicationVersion, &d.mappingRevision}));
+  EXPECT_TRUE(
+      test::AreInOrder({&d.dbName, &d.indexName, &d.mapping, &d.settings, &d.applicationVersion, &d.mappingRevision}));
 }
 
 TEST(IndexDefinition, ACopyStandsAlone) {

@@ -82,8 +82,7 @@ TEST_F(IndexDeletionTest, AnIndexThatStaysEndsInATimeout) {
   });
   EXPECT_FALSE(remove());
   EXPECT_EQ(requests(), (vector<string>{"DELETE /things", "HEAD /things", "HEAD /things"}));
-  EXPECT_EQ(mLog.getLines(),
-            vector<test::CapturedLine>{Error("Error while waiting for index destruction, timeout")});
+  EXPECT_EQ(mLog.getLines(), vector<test::CapturedLine>{Error("Error while waiting for index destruction, timeout")});
 }
 
 TEST_F(IndexDeletionTest, WithoutATimeLimitOneAnswerThatItIsThereIsTheTimeout) {
@@ -93,8 +92,7 @@ TEST_F(IndexDeletionTest, WithoutATimeLimitOneAnswerThatItIsThereIsTheTimeout) {
   });
   EXPECT_FALSE(remove("things", 0));
   EXPECT_EQ(requests(), (vector<string>{"DELETE /things", "HEAD /things"}));
-  EXPECT_EQ(mLog.getLines(),
-            vector<test::CapturedLine>{Error("Error while waiting for index destruction, timeout")});
+  EXPECT_EQ(mLog.getLines(), vector<test::CapturedLine>{Error("Error while waiting for index destruction, timeout")});
 }
 
 TEST_F(IndexDeletionTest, AnotherAnswerToTheQuestionIsAnError) {
@@ -131,8 +129,8 @@ TEST_F(IndexDeletionTest, ANameThatMeansMoreThanOneIndexSendsNothing) {
   for (const string name : {"*", "_all", "a,b", "", "a*", "-a", "a/b", ".."}) {
     mLog.clear();
     EXPECT_FALSE(remove(name)) << name;
-    EXPECT_EQ(mLog.getLines(), vector<test::CapturedLine>{Error("Index name '" + name +
-                                                                "' is refused, it does not name one single index")});
+    EXPECT_EQ(mLog.getLines(), vector<test::CapturedLine>{
+                                   Error("Index name '" + name + "' is refused, it does not name one single index")});
   }
   EXPECT_TRUE(requests().empty());
 }

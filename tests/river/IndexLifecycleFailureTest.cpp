@@ -81,9 +81,8 @@ TEST_F(IndexLifecycleFailureTest, TheDropIsRefused) {
 TEST_F(IndexLifecycleFailureTest, TheCreationIsRefused) {
   mEs.answer("PUT /things", Reply::Json(400, R"({"error":"invalid_index_name_exception"})"));
   EXPECT_FALSE(ensure());
-  EXPECT_EQ(mLog.getLines(LT_Error),
-            vector{Error("Fail to create index " + lastError() +
-                         R"(, es response : {"error":"invalid_index_name_exception"})")});
+  EXPECT_EQ(mLog.getLines(LT_Error), vector{Error("Fail to create index " + lastError() +
+                                                  R"(, es response : {"error":"invalid_index_name_exception"})")});
 }
 
 TEST_F(IndexLifecycleFailureTest, ALongRefusalIsCutInTheLog) {

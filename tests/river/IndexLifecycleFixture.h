@@ -63,8 +63,12 @@ class IndexLifecycleFixture : public qx::test::LibraryFixture {
 
   /// The requests that an opening of one index sends when it builds it anew, behind those that looked at it.
   static vector<string> recreationOf(const string& name) {
-    return {"DELETE /" + name,        "HEAD /" + name,           "PUT /" + name, "GET /" + name + "/_settings",
-            "PUT /" + name + "/_doc/_mapping", "GET /" + name + "/_mapping"};
+    return {"DELETE /" + name,
+            "HEAD /" + name,
+            "PUT /" + name,
+            "GET /" + name + "/_settings",
+            "PUT /" + name + "/_doc/_mapping",
+            "GET /" + name + "/_mapping"};
   }
   static vector<string> inspectionAndRecreation() {
     vector<string> all = {"GET /things/_mapping", "GET /things/_settings"};

@@ -13,9 +13,9 @@ TEST(IndexMeta, IsFoundBelowTheNameOfTheIndex) {
 }
 
 TEST(IndexMeta, IsEmptyWhereThereIsNone) {
-  for (const string reply : {"{}", R"({"other":{"mappings":{"_doc":{"_meta":{"x":1}}}}})",
-                             R"({"i":{"mappings":{"_doc":{}}}})", R"({"i":{"mappings":{"_doc":{"_meta":5}}}})",
-                             R"({"i":{"mappings":{"doc":{"_meta":{"x":1}}}}})"}) {
+  for (const string reply :
+       {"{}", R"({"other":{"mappings":{"_doc":{"_meta":{"x":1}}}}})", R"({"i":{"mappings":{"_doc":{}}}})",
+        R"({"i":{"mappings":{"_doc":{"_meta":5}}}})", R"({"i":{"mappings":{"doc":{"_meta":{"x":1}}}}})"}) {
     EXPECT_EQ(ToJson(findIndexMeta("i", FromJson(reply))), "{}") << reply;
   }
 }
@@ -49,9 +49,9 @@ TEST(IndexMeta, AHostsMetaThatIsNoObjectIsReplaced) {
 }
 
 TEST(IndexMeta, RenewingChangesWhatDependsOnTheMappingAndStartsOver) {
-  qxVariantMapImpl meta = FromJson(
-      R"({"a":1,"applicationversion":"7","creationdescriptor":"c","lastrefreshdate":"d","lastrefreshseq":5,)"
-      R"("mappinghash":"h","mappingrevision":"r","mappingzip":"z","settingshash":"s","sourcedbname":"db"})");
+  qxVariantMapImpl meta =
+      FromJson(R"({"a":1,"applicationversion":"7","creationdescriptor":"c","lastrefreshdate":"d","lastrefreshseq":5,)"
+               R"("mappinghash":"h","mappingrevision":"r","mappingzip":"z","settingshash":"s","sourcedbname":"db"})");
   IndexDefinition definition;
   definition.mappingRevision = "new";
   renewIndexMeta(definition, meta);

@@ -8,8 +8,8 @@ namespace qx::couch {
 namespace {
 
 TEST(IndexName, OrdinaryNamesAreConcrete) {
-  for (const string name : {"a", "things", "things-2026.01", "a_b", "a-b", "a+b", ".hidden", "...", "1",
-                            "caf\xc3\xa9"}) {
+  for (const string name :
+       {"a", "things", "things-2026.01", "a_b", "a-b", "a+b", ".hidden", "...", "1", "caf\xc3\xa9"}) {
     EXPECT_TRUE(IsConcreteIndexName(name)) << name;
   }
 }

@@ -19,10 +19,11 @@ constexpr const char* sWrite = "PUT /things/_doc/_mapping";
 class IndexRefreshTest : public qx::test::LibraryFixture {
  protected:
   IndexRefreshTest() {
-    mEs.setIndex("things", {.creationDate = "17",
-                            .uuid = "u",
-                            .settings = {},
-                            .mapping = FromJson(R"({"_meta":{"creationdescriptor":"17_u","lastrefreshseq":5,"own":"x"}})")});
+    mEs.setIndex("things",
+                 {.creationDate = "17",
+                  .uuid = "u",
+                  .settings = {},
+                  .mapping = FromJson(R"({"_meta":{"creationdescriptor":"17_u","lastrefreshseq":5,"own":"x"}})")});
   }
 
   StepResult refresh(uint64 sequence = 9, const bool* cancelFlag = nullptr) {
@@ -72,7 +73,8 @@ TEST_P(UnrefreshedShardTest, IsAFailureWithTheReply) {
 
 INSTANTIATE_TEST_SUITE_P(Replies, UnrefreshedShardTest,
                          testing::Values(R"({"_shards":{"successful":1,"failed":1}})",
-                                         R"({"_shards":{"successful":0,"failed":0}})", R"({"_shards":{}})", "{}", "[]"));
+                                         R"({"_shards":{"successful":0,"failed":0}})", R"({"_shards":{}})", "{}",
+                                         "[]"));
 
 TEST_F(IndexRefreshTest, AMissingCountOfFailuresIsNone) {
   mEs.answer(sRefresh, Reply::Json(200, R"({"_shards":{"successful":1}})"));

@@ -9,14 +9,16 @@
 namespace qx::couch {
 namespace {
 
-using test::FromJson;
 using qx::test::Reply;
 using qx::test::Request;
+using test::FromJson;
 using test::ToJson;
 
 class JsonExchangeTest : public qx::test::LibraryFixture {
  protected:
-  JsonReply get(const bool* cancelFlag = nullptr) { return GetJson(mConnection, Url(mServer.getUrl("/x")), cancelFlag); }
+  JsonReply get(const bool* cancelFlag = nullptr) {
+    return GetJson(mConnection, Url(mServer.getUrl("/x")), cancelFlag);
+  }
   JsonReply put(const bool* cancelFlag = nullptr) {
     return PutJson(mConnection, Url(mServer.getUrl("/x")), FromJson(R"({ "b" : 1, "a" : [] })"), cancelFlag);
   }

@@ -14,8 +14,7 @@ namespace {
 using test::FromJson;
 using test::ToJson;
 
-constexpr const char* sMapping =
-    R"({"dynamic":false,"properties":{"n":{"type":"long"},"title":{"type":"text"}}})";
+constexpr const char* sMapping = R"({"dynamic":false,"properties":{"n":{"type":"long"},"title":{"type":"text"}}})";
 
 /// Golden: the size 76 as four bytes, then zlib's format at its best level.
 constexpr const char* sPacked =

@@ -6,8 +6,8 @@
 
 namespace qx::couch::test {
 
-/// What a test wants of a stand-in server for requests of one kind, "PUT /things", in place of the usual answer or on top
-/// of it. No lock of its own.
+/// What a test wants of a stand-in server for requests of one kind, "PUT /things", in place of the usual answer or on
+/// top of it. No lock of its own.
 class RequestScript {
  public:
   using Gate = qx::test::Gate;

@@ -104,8 +104,8 @@ bool RiverWorld::untilAt(const string& index, uint64 seq) {
 uint64 RiverWorld::openings(const string& db) const {
   const string begin = db + " => Start listening changefeed from ";
   const vector<CapturedLine> lines = mLog.getLines(LT_Detail);
-  return static_cast<uint64>(std::count_if(
-      lines.begin(), lines.end(), [&](const CapturedLine& line) { return line.text.starts_with(begin); }));
+  return static_cast<uint64>(std::count_if(lines.begin(), lines.end(),
+                                           [&](const CapturedLine& line) { return line.text.starts_with(begin); }));
 }
 
 uint64 RiverWorld::messages(const string& db, ChangesListener::CallbackMsg message) const {

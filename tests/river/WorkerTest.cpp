@@ -48,10 +48,10 @@ TEST_F(WorkerTest, ABatchLeavesALineForEachStep) {
   putAsOneBatch("a", {"one", "two"});
   ASSERT_TRUE(untilAt("things", 2));
   EXPECT_THAT(steps("a"),
-              testing::ElementsAre("process 2 docs from seq 1 to 2", MatchesRegex(R"(run 2 GET @[0-9]+\.[0-9]{3}doc/s)"),
-                                   MatchesRegex(R"(generate 2 cmds @[0-9]+\.[0-9]{3}cmd/s, [0-9]+B @[0-9]+\.[0-9]{3}B/s)"),
-                                   MatchesRegex(R"(index @[0-9]+\.[0-9]{3}cmd/s)"),
-                                   MatchesRegex("refresh in .*m?s, write seq 2")));
+              testing::ElementsAre(
+                  "process 2 docs from seq 1 to 2", MatchesRegex(R"(run 2 GET @[0-9]+\.[0-9]{3}doc/s)"),
+                  MatchesRegex(R"(generate 2 cmds @[0-9]+\.[0-9]{3}cmd/s, [0-9]+B @[0-9]+\.[0-9]{3}B/s)"),
+                  MatchesRegex(R"(index @[0-9]+\.[0-9]{3}cmd/s)"), MatchesRegex("refresh in .*m?s, write seq 2")));
 }
 
 TEST_F(WorkerTest, ABatchIsPostedRefreshedAndRecordedInThisOrder) {
@@ -60,8 +60,8 @@ TEST_F(WorkerTest, ABatchIsPostedRefreshedAndRecordedInThisOrder) {
   mEs.takeRequests();
   mCouch.put("a", "one");
   ASSERT_TRUE(untilAt("things", 1));
-  EXPECT_EQ(mEs.takeRequests(), (vector<string>{sBulk, "POST /things/_refresh", "GET /things/_mapping",
-                                                "PUT /things/_doc/_mapping"}));
+  EXPECT_EQ(mEs.takeRequests(),
+            (vector<string>{sBulk, "POST /things/_refresh", "GET /things/_mapping", "PUT /things/_doc/_mapping"}));
   EXPECT_TRUE(mEs.getLast(sBulk).hasHeaderLine("Content-Type: application/x-ndjson") ||
               mEs.getLast(sBulk).hasHeaderLine("Content-Type:application/x-ndjson"));
   EXPECT_EQ(meta("things", "lastrefreshseq"), "1");
@@ -256,7 +256,8 @@ TEST_F(WorkerTest, WithoutARefreshTheSequenceIsKnownAndNotStored) {
 }
 
 TEST_F(WorkerTest, ASequenceIsNotStoredWhenABulkRequestFailed) {
-  mEs.answer(sBulk, Reply::Json(200, R"({"errors":true,"items":[{"index":{"_id":"one","status":400,"error":"bad"}}]})"));
+  mEs.answer(sBulk,
+             Reply::Json(200, R"({"errors":true,"items":[{"index":{"_id":"one","status":400,"error":"bad"}}]})"));
   start();
   open("a", "things");
   mCouch.put("a", "one");

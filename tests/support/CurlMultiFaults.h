@@ -6,11 +6,11 @@
 
 namespace qx::test {
 
-/// While it lives, the program's calls of libcurl's multi interface are counted, and fail when told so. One at a time in a
-/// process, on the thread that makes the calls.
+/// While it lives, the program's calls of libcurl's multi interface are counted, and fail when told so. One at a time
+/// in a process, on the thread that makes the calls.
 ///
-/// For programs that list this class's source among their own and are linked with `WRAP curl_multi_perform curl_multi_wait
-/// curl_multi_add_handle curl_multi_remove_handle curl_multi_info_read curl_multi_cleanup`.
+/// For programs that list this class's source among their own and are linked with `WRAP curl_multi_perform
+/// curl_multi_wait curl_multi_add_handle curl_multi_remove_handle curl_multi_info_read curl_multi_cleanup`.
 class CurlMultiFaults {
  public:
   enum Function { F_Perform, F_Wait, F_AddHandle, F_RemoveHandle, F_InfoRead, F_Cleanup, F_Count };

@@ -9,8 +9,9 @@ namespace qx::test {
 
 /// One call of `curl_easy_setopt`.
 struct CurlCall {
-  /// "NAME value" with libcurl's name of the option, without its prefix. Values: a number; a text in double quotes; a list
-  /// as its lines between brackets, separated by ", "; "set" for any other pointer or function; "null" in place of each.
+  /// "NAME value" with libcurl's name of the option, without its prefix. Values: a number; a text in double quotes; a
+  /// list as its lines between brackets, separated by ", "; "set" for any other pointer or function; "null" in place of
+  /// each.
   string text;
   void* handle = nullptr;
   int option = 0;  ///< the CURLoption

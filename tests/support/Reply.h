@@ -28,10 +28,10 @@ class Reply {
   enum StepKind { SK_Http, SK_Send, SK_Wait, SK_Pause, SK_AwaitText, SK_Hold, SK_Close, SK_Reset };
   struct Step {
     StepKind kind;
-    string text = {};                       ///< Send and AwaitText: the bytes; Http: the head
-    string body = {};                       ///< Http: left out in the answer to a HEAD
-    vector<Gate> gate = {};                 ///< Wait: exactly one
-    Milliseconds pause = Milliseconds(0);   ///< Pause
+    string text = {};                      ///< Send and AwaitText: the bytes; Http: the head
+    string body = {};                      ///< Http: left out in the answer to a HEAD
+    vector<Gate> gate = {};                ///< Wait: exactly one
+    Milliseconds pause = Milliseconds(0);  ///< Pause
   };
 
   /// A complete response with a Content-Length.
@@ -61,7 +61,8 @@ class Reply {
   Reply& endChunks() { return send("0\r\n\r\n"); }
 
   Reply& waitFor(const Gate& gate);
-  /// For scripts of a whole connection: goes on once the client has sent `text`, seen from where the last such step ended.
+  /// For scripts of a whole connection: goes on once the client has sent `text`, seen from where the last such step
+  /// ended.
   Reply& awaitText(const string& text);
   /// Keeps the connection open and silent until the client goes away. The last step.
   Reply& hold();

@@ -13,8 +13,8 @@ bool IsSameName(const string& one, const string& other) { return strcasecmp(one.
 }  // namespace
 
 string Request::getHeader(const string& name) const {
-  const auto found =
-      std::find_if(headers.begin(), headers.end(), [&name](const auto& header) { return IsSameName(header.first, name); });
+  const auto found = std::find_if(headers.begin(), headers.end(),
+                                  [&name](const auto& header) { return IsSameName(header.first, name); });
   return found == headers.end() ? string() : found->second;
 }
 

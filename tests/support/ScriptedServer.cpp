@@ -62,8 +62,8 @@ ScriptedServer::Impl::Impl(ScriptedServerOptions options) : tls(CreateTlsContext
   thread = std::thread([this] { context->run(); });
 }
 
-// Everything under way is ended and not abandoned: a handler left in the context would keep its session, and the session
-// the context.
+// Everything under way is ended and not abandoned: a handler left in the context would keep its session, and the
+// session the context.
 ScriptedServer::Impl::~Impl() {
   asio::post(*context, [this] {
     asio::error_code ignored;
@@ -116,7 +116,9 @@ ScriptedServer::~ScriptedServer() = default;
 
 uint16 ScriptedServer::getPort() const { return mImpl->port; }
 
-string ScriptedServer::getUrl(const string& path) const { return getUrlFor(mImpl->tls ? "localhost" : "127.0.0.1", path); }
+string ScriptedServer::getUrl(const string& path) const {
+  return getUrlFor(mImpl->tls ? "localhost" : "127.0.0.1", path);
+}
 
 string ScriptedServer::getUrlFor(const string& host, const string& path) const {
   return ToUrl(mImpl->tls ? "https" : "http", host, mImpl->port, path);

@@ -42,16 +42,18 @@ class ScriptedServer {
   ~ScriptedServer();
 
   uint16 getPort() const;
-  /// "http://127.0.0.1:port" + `path`, or "https://localhost:port" with TLS, since that is the name in good certificates.
+  /// "http://127.0.0.1:port" + `path`, or "https://localhost:port" with TLS, since that is the name in good
+  /// certificates.
   string getUrl(const string& path = "/") const;
   string getUrlFor(const string& host, const string& path = "/") const;
 
   /// The answer to one request, whichever connection it comes on. First in, first out.
   void queue(Reply reply);
-  /// The whole life of one connection, from its accept (or its TLS handshake) on; it closes at the end of the steps. Played
-  /// for the next connection that is accepted, before any request is read as HTTP.
+  /// The whole life of one connection, from its accept (or its TLS handshake) on; it closes at the end of the steps.
+  /// Played for the next connection that is accepted, before any request is read as HTTP.
   void queueConnection(Reply script);
-  /// Answers all requests for which no reply is queued. It runs on the server's thread: while it blocks, nothing else moves.
+  /// Answers all requests for which no reply is queued. It runs on the server's thread: while it blocks, nothing else
+  /// moves.
   void setHandler(Handler handler);
 
   /// Drops every open connection with an RST.
@@ -79,7 +81,8 @@ class ScriptedServer {
   [[nodiscard]] bool waitForClosedConnections(uint64 count, Milliseconds timeout = DefaultTimeout) const;
   [[nodiscard]] bool waitForOpenConnections(uint64 count, Milliseconds timeout = DefaultTimeout) const;
   /// Until the connection at `index` has sent `text`, complete request or not.
-  [[nodiscard]] bool waitForRawBytes(uint64 connection, const string& text, Milliseconds timeout = DefaultTimeout) const;
+  [[nodiscard]] bool waitForRawBytes(uint64 connection, const string& text,
+                                     Milliseconds timeout = DefaultTimeout) const;
 
  private:
   struct Impl;

@@ -27,7 +27,9 @@ class RawClient {
   ~RawClient() { close(); }
 
   bool isConnected() const { return mIsConnected; }
-  void send(const string& text) const { EXPECT_EQ(::send(mSocket, text.data(), text.size(), 0), static_cast<ssize_t>(text.size())); }
+  void send(const string& text) const {
+    EXPECT_EQ(::send(mSocket, text.data(), text.size(), 0), static_cast<ssize_t>(text.size()));
+  }
 
   /// One read of whatever is there; empty at the end of the stream, "RST" for a reset.
   string receive() const {
@@ -93,7 +95,8 @@ TEST(ScriptedServerTest, RequestsAreRecordedAsTheyStoodOnTheWire) {
 }
 
 TEST(ScriptedServerTest, ChunkedBodiesAreJoinedWhereverTheyAreCut) {
-  const string text = "POST / HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n3\r\nabc\r\n10\r\n0123456789abcdef\r\n0\r\n\r\n";
+  const string text =
+      "POST / HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n3\r\nabc\r\n10\r\n0123456789abcdef\r\n0\r\n\r\n";
   for (size_t cut = 1; cut < text.size(); cut += 7) {
     ScriptedServer server([](const Request&) { return Reply::Http(200); });
     RawClient client(server.getPort());

@@ -75,7 +75,8 @@ void AddExtension(X509* certificate, int nid, const char* value) {
 }
 
 void SetCommonName(X509_NAME* name, const char* text) {
-  Require(X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_UTF8, reinterpret_cast<const unsigned char*>(text), -1, -1, 0) == 1);
+  Require(X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_UTF8, reinterpret_cast<const unsigned char*>(text), -1, -1,
+                                     0) == 1);
 }
 
 CertificatePtr CreateUnsigned(const Subject& subject, EVP_PKEY* key) {

@@ -4,8 +4,8 @@
 
 namespace qx::test {
 
-/// A certificate authority of the tests' own, and server certificates good and bad, made in memory. Read-only once built;
-/// any thread.
+/// A certificate authority of the tests' own, and server certificates good and bad, made in memory. Read-only once
+/// built; any thread.
 class TestCertificates {
  public:
   TestCertificates();

@@ -34,7 +34,9 @@ CURLcode AskOneWith(const TlsIdentity& identity) {
 
 }  // namespace
 
-TEST(TestCertificatesTest, TheGoodOneIsTrusted) { EXPECT_EQ(AskOneWith(TestCertificates::GetShared().createGood()), CURLE_OK); }
+TEST(TestCertificatesTest, TheGoodOneIsTrusted) {
+  EXPECT_EQ(AskOneWith(TestCertificates::GetShared().createGood()), CURLE_OK);
+}
 
 TEST(TestCertificatesTest, TheBadOnesAreRefused) {
   const TestCertificates& certificates = TestCertificates::GetShared();

@@ -17,8 +17,7 @@ using QueryListPtr = unique_ptr<UriQueryListA, QueryListDeleter>;
 
 string EscapePiece(string piece) {
   string escaped(3 * piece.size() + 1, '\0');
-  const char* end =
-      uriEscapeExA(piece.data(), piece.data() + piece.size(), escaped.data(), URI_FALSE, URI_FALSE);
+  const char* end = uriEscapeExA(piece.data(), piece.data() + piece.size(), escaped.data(), URI_FALSE, URI_FALSE);
   escaped.resize(static_cast<size_t>(end - escaped.data()));
   return escaped;
 }

@@ -16,8 +16,8 @@ string EscapeUriText(const string& text);
 /// Undoes percent escapes; what is no escape stays as it is.
 string UnescapeUriText(const string& text, bool plusToSpace);
 
-/// One parsed URI. Its pieces are views into the parsed text, or into its own memory once it was normalised, and are still
-/// escaped; an absent piece is an empty view. User information that it owns is wiped when it ends.
+/// One parsed URI. Its pieces are views into the parsed text, or into its own memory once it was normalised, and are
+/// still escaped; an absent piece is an empty view. User information that it owns is wiped when it ends.
 class ParsedUri {
  public:
   ParsedUri() noexcept;

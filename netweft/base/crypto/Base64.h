@@ -16,8 +16,8 @@ enum Base64CharSet : int32 {
 /// Replaces `out`. False for an unknown alphabet. `data` may be null when `n` is 0.
 NETWEFT_EXPORT bool base64Encode(const char* data, uint64 n, string& out, Base64CharSet charSet);
 
-/// Replaces `out`. Strict: the wrong alphabet, wrong or missing padding, padding where there should be none, white space
-/// and non-zero left-over bits are bad input: false, with `out` empty.
+/// Replaces `out`. Strict: the wrong alphabet, wrong or missing padding, padding where there should be none, white
+/// space and non-zero left-over bits are bad input: false, with `out` empty.
 NETWEFT_EXPORT bool base64Decode(const char* text, uint64 n, bytes& out, Base64CharSet charSet);
 NETWEFT_EXPORT bool base64Decode(const string& text, bytes& out, Base64CharSet charSet);
 

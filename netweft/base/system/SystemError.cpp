@@ -1,11 +1,11 @@
 #include "netweft/base/system/SystemError.h"
 
 #if defined(_WIN32)
-#include "netweft/base/system/internal/AsciiText.h"
+#  include "netweft/base/system/internal/AsciiText.h"
 
-#include <system_error>
+#  include <system_error>
 #else
-#include <cstring>
+#  include <cstring>
 #endif
 
 namespace qx {

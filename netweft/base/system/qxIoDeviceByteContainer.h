@@ -59,8 +59,9 @@ class qxIoDeviceByteContainer : public qxIoDevice {
     const uint64 distance = offset < 0 ? uint64{0} - static_cast<uint64>(offset) : static_cast<uint64>(offset);
     const bool under = offset < 0 && distance > base;
     const bool over = offset >= 0 && distance > std::numeric_limits<uint64>::max() - base;
-    const uint64 target = under ? 0 : over ? std::numeric_limits<uint64>::max()
-                                           : (offset < 0 ? base - distance : base + distance);
+    const uint64 target = under  ? 0
+                          : over ? std::numeric_limits<uint64>::max()
+                                 : (offset < 0 ? base - distance : base + distance);
     if (under || target > size) mError = true;
     position = std::min(target, size);
     return good();

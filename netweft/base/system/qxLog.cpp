@@ -12,8 +12,8 @@
 namespace qx {
 namespace {
 
-constexpr std::array<const char*, 8> sChannels = {"",        "http",    "url",            "curl",
-                                                  "couchdb", "esriver", "esresultparser", "jwt"};
+constexpr std::array<const char*, 8> sChannels = {"",        "http",           "url", "curl", "couchdb",
+                                                  "esriver", "esresultparser", "jwt"};
 constexpr uint32 sAllChannels = (1U << sChannels.size()) - 1;
 
 /// 0 for a channel that there is not.

@@ -36,8 +36,8 @@ class NETWEFT_EXPORT qxLogSink {
 /// The process's log. A line is written through a `qxLogObject`. Every operation may be called from any thread,
 /// from process start to process end.
 ///
-/// Without a sink a line goes to stderr in one write: UTC time with milliseconds, level, channel (or else module), thread
-/// id, message; control characters of the message are escaped, so that a server's text cannot forge a line.
+/// Without a sink a line goes to stderr in one write: UTC time with milliseconds, level, channel (or else module),
+/// thread id, message; control characters of the message are escaped, so that a server's text cannot forge a line.
 class NETWEFT_EXPORT qxLog {
  public:
   /// The channels of detail lines that the library uses; "" is the unnamed one.

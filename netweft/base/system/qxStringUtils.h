@@ -9,7 +9,7 @@
 #if defined(_WIN32)
 using qxCLocaleHandle = void*;
 #else
-#include <locale.h>
+#  include <locale.h>
 using qxCLocaleHandle = locale_t;
 #endif
 

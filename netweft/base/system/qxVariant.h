@@ -25,8 +25,8 @@ class NETWEFT_EXPORT qxVariant {
     VT_Double = 2,   ///< a double that a host has set; JSON reading never gives it
     VT_String = 3,   ///< bytes, by convention UTF-8
     VT_Bool = 4,
-    VT_Null = 5,     ///< JSON `null`
-    VT_Number = 6,   ///< a JSON number that is no integer in the 64-bit range; keeps its literal text
+    VT_Null = 5,    ///< JSON `null`
+    VT_Number = 6,  ///< a JSON number that is no integer in the 64-bit range; keeps its literal text
     VT_Map = 10,
     VT_List = 11,
   };

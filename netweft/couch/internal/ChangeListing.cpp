@@ -25,7 +25,8 @@ ChangeListing::Step FailStep(const char* what) {
 
 }  // namespace
 
-// The getter's limits: the server may be silent for long while it serves the updates that the listing itself has queued.
+// The getter's limits: the server may be silent for long while it serves the updates that the listing itself has
+// queued.
 ChangeListing::ChangeListing(const CouchConnectionParameters& server, const string& db) : mServer(server), mDbName(db) {
   http::ConnectionParameters& parameters = mConnection.editConnectionParameters();
   parameters.connectTimeoutSec = 30;

@@ -89,7 +89,8 @@ void ConflictSolver::Manager::goOnCancelling() {
   }
 }
 
-// After a full slice the jobs are refilled while the workers are at work; after a short one everything is finished first.
+// After a full slice the jobs are refilled while the workers are at work; after a short one everything is finished
+// first.
 bool ConflictSolver::Manager::isTimeToRead() {
   const qxMutexLocker jobLock(mState.pool.mutex, true);
   if (mLastReadWasFull && mState.jobs.size() < mState.viewLimit / 2) return true;

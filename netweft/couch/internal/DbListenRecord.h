@@ -50,8 +50,8 @@ struct DbListenRecord {
   int64 since;            ///< the last sequence seen; negative: not known yet
   bool activity = false;  ///< the server said something since the last tick
 
-  bool stopped = false;   ///< no longer registered; kept because one of its functions may be on the stack
-  bool refused = false;   ///< refused bytes at a moment when libcurl does not end a transfer for it
+  bool stopped = false;  ///< no longer registered; kept because one of its functions may be on the stack
+  bool refused = false;  ///< refused bytes at a moment when libcurl does not end a transfer for it
   http::impl::ExceptionSlot exceptions;  ///< what the callback threw, for the caller of `updateListener`
 };
 

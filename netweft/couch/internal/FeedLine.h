@@ -12,9 +12,9 @@ namespace qx::couch {
 ///   {"error":"not_found","reason":"no_db_file"}
 ///   {"last_seq":12,"pending":0}
 enum DatabaseLineKind : int32 {
-  DLK_Nothing,          ///< nothing to act on, as the closing line
+  DLK_Nothing,  ///< nothing to act on, as the closing line
   DLK_Change,
-  DLK_InvalidSeq,       ///< a change whose sequence is negative
+  DLK_InvalidSeq,  ///< a change whose sequence is negative
   DLK_Error,
   DLK_DatabaseMissing,  ///< an error that says that the database does not exist
 };

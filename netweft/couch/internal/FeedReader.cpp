@@ -20,18 +20,13 @@ bool ReportChange(DbListenRecord& record, const qxVariantMapImpl& line) {
 bool HandleDatabaseLine(DbListenRecord& record, const qxVariantMapImpl& line) {
   int64 seq = 0;
   switch (ClassifyDatabaseLine(line, seq)) {
-    case DLK_Change:
-      record.since = seq;
-      return ReportChange(record, line);
+    case DLK_Change: record.since = seq; return ReportChange(record, line);
     case DLK_InvalidSeq:
       return record.fail(ChangesListener::CM_ListenStopedDueToError,
                          "Invalid seq id in change feed : '" + qxStringUtils::fromInt64(seq, 1) + "'");
-    case DLK_DatabaseMissing:
-      return record.fail(ChangesListener::CM_ListenStopedDbMissing, ReadErrorText(line));
-    case DLK_Error:
-      return record.fail(ChangesListener::CM_ListenStopedDueToError, ReadErrorText(line));
-    case DLK_Nothing:
-      break;
+    case DLK_DatabaseMissing: return record.fail(ChangesListener::CM_ListenStopedDbMissing, ReadErrorText(line));
+    case DLK_Error: return record.fail(ChangesListener::CM_ListenStopedDueToError, ReadErrorText(line));
+    case DLK_Nothing: break;
   }
   return true;
 }

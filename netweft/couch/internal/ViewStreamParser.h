@@ -19,18 +19,18 @@ struct ViewStreamParser {
 
   bool isCanceled() const;
 
-  unique_ptr<bytes> body;  ///< null: the request is a GET
+  unique_ptr<bytes> body;           ///< null: the request is a GET
   uint32 bracketCounter = 0;        ///< depth of "{" outside strings
   uint32 squareBracketCounter = 0;  ///< depth of "[" outside strings
   bool inString = false;
-  bool escaped = false;     ///< the byte before was a backslash
-  size_t rowStart = 0;      ///< offset in `receiveBuffer` of the first byte to keep
-  size_t bodyOffset = 0;    ///< bytes of `body` already handed to the transport
-  bytes receiveBuffer;      ///< received bytes not yet dropped
-  uint64 rowCount = 0;      ///< rows completed
-  ViewRowCallback callback; ///< null: rows are not looked at
+  bool escaped = false;      ///< the byte before was a backslash
+  size_t rowStart = 0;       ///< offset in `receiveBuffer` of the first byte to keep
+  size_t bodyOffset = 0;     ///< bytes of `body` already handed to the transport
+  bytes receiveBuffer;       ///< received bytes not yet dropped
+  uint64 rowCount = 0;       ///< rows completed
+  ViewRowCallback callback;  ///< null: rows are not looked at
   void* userData;
-  const bool* cancelFlag;   ///< never null
+  const bool* cancelFlag;                ///< never null
   http::impl::ExceptionSlot exceptions;  ///< what the callback threw inside the transfer
 
  private:

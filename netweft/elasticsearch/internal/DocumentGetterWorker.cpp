@@ -61,8 +61,8 @@ bool MultiThreadedDocumentGetter::Worker::post() {
   if (!mPost.perform(mConnection, mState.es.toUrl("_search", {}))) return false;
   const string reply = std::move(mPost.response);
   mReplySize = reply.size();
-  WorkerResultParser parser(
-      mBatch, [this](const string& id, const string& source) { report(id, source, {}, DR_Found); });
+  WorkerResultParser parser(mBatch,
+                            [this](const string& id, const string& source) { report(id, source, {}, DR_Found); });
   parser.read(reply);
   return true;
 }

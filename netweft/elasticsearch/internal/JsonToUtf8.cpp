@@ -48,26 +48,16 @@ char32_t ReadFourDigits(const char*& it, const char* end) {
 
 char32_t ReadEscape(const char*& it, const char* end) {
   switch (NextOfEscape(it, end)) {
-    case U'"':
-      return U'"';
-    case U'/':
-      return U'/';
-    case U'\\':
-      return U'\\';
-    case U'b':
-      return U'\b';
-    case U'f':
-      return U'\f';
-    case U'n':
-      return U'\n';
-    case U'r':
-      return U'\r';
-    case U't':
-      return U'\t';
-    case U'u':
-      return ReadFourDigits(it, end);
-    default:
-      throw InvalidEscape();
+    case U'"': return U'"';
+    case U'/': return U'/';
+    case U'\\': return U'\\';
+    case U'b': return U'\b';
+    case U'f': return U'\f';
+    case U'n': return U'\n';
+    case U'r': return U'\r';
+    case U't': return U'\t';
+    case U'u': return ReadFourDigits(it, end);
+    default: throw InvalidEscape();
   }
 }
 

@@ -58,11 +58,8 @@ void JsonTokenizerState::trackDepth(char c) {
       Step(curlyDepth, sUp);
       resetValue();
       break;
-    case '}':
-      Step(curlyDepth, sDown);
-      break;
-    default:
-      break;
+    case '}': Step(curlyDepth, sDown); break;
+    default: break;
   }
 }
 

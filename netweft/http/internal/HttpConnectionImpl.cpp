@@ -15,22 +15,14 @@ string GetSizePiece(const char* name, size_t size) { return name + qxStringUtils
 /// Bodies are never kept, only their sizes.
 string GetDebugPiece(curl_infotype type, const char* data, size_t size) {
   switch (type) {
-    case CURLINFO_TEXT:
-      return "* " + string(data, size);
-    case CURLINFO_HEADER_IN:
-      return "< " + string(data, size);
-    case CURLINFO_HEADER_OUT:
-      return "> " + string(data, size);
-    case CURLINFO_DATA_IN:
-      return GetSizePiece("DataIn ", size);
-    case CURLINFO_DATA_OUT:
-      return GetSizePiece("DataOut ", size);
-    case CURLINFO_SSL_DATA_IN:
-      return GetSizePiece("SSLIn ", size);
-    case CURLINFO_SSL_DATA_OUT:
-      return GetSizePiece("SSLOut ", size);
-    case CURLINFO_END:
-      return "End";
+    case CURLINFO_TEXT: return "* " + string(data, size);
+    case CURLINFO_HEADER_IN: return "< " + string(data, size);
+    case CURLINFO_HEADER_OUT: return "> " + string(data, size);
+    case CURLINFO_DATA_IN: return GetSizePiece("DataIn ", size);
+    case CURLINFO_DATA_OUT: return GetSizePiece("DataOut ", size);
+    case CURLINFO_SSL_DATA_IN: return GetSizePiece("SSLIn ", size);
+    case CURLINFO_SSL_DATA_OUT: return GetSizePiece("SSLOut ", size);
+    case CURLINFO_END: return "End";
   }
   return {};
 }
@@ -100,8 +92,8 @@ int64 HttpConnection::HttpConnectionImpl::perform() {
 }
 
 bool HttpConnection::HttpConnectionImpl::isWorthAnotherFamily() const noexcept {
-  const bool prefersOne = parameters.hostNameResolutionPolicy == HNRP_PreferIpv6 ||
-                          parameters.hostNameResolutionPolicy == HNRP_PreferIpv4;
+  const bool prefersOne =
+      parameters.hostNameResolutionPolicy == HNRP_PreferIpv6 || parameters.hostNameResolutionPolicy == HNRP_PreferIpv4;
   return prefersOne && (lastCurlCode == CURLE_COULDNT_RESOLVE_HOST || lastCurlCode == CURLE_PEER_FAILED_VERIFICATION ||
                         lastCurlCode == CURLE_SSL_CERTPROBLEM);
 }
@@ -115,8 +107,8 @@ bool HttpConnection::HttpConnectionImpl::checkAnswer(const string& expectedType,
     return false;
   }
   if (!expectedType.empty() && expectedType != lastReceivedType) {
-    lastErrorMessage = "bad content type, got " + lastReceivedType + ", expect " + expectedType + " " +
-                       lastUrl.toDisplayableUrl();
+    lastErrorMessage =
+        "bad content type, got " + lastReceivedType + ", expect " + expectedType + " " + lastUrl.toDisplayableUrl();
     return false;
   }
   return true;

@@ -36,9 +36,8 @@ void HttpHelperRequest::addHeaders(list<string>& headers) const {
   if (requestHeaders != nullptr) headers.insert(headers.begin(), requestHeaders->begin(), requestHeaders->end());
   if (isJson) {
     headers.emplace_back("Content-Type:application/json");
-  } else if (std::none_of(headers.begin(), headers.end(), [](const string& line) {
-               return qxStringUtils::Contains(line, "Content-Type:", false);
-             })) {
+  } else if (std::none_of(headers.begin(), headers.end(),
+                          [](const string& line) { return qxStringUtils::Contains(line, "Content-Type:", false); })) {
     headers.emplace_back("Content-Type:application/octet-stream");
   }
 }
@@ -71,17 +70,13 @@ int HttpHelperRequest::installVerb(CURL* handle) const noexcept {
     case HV_Get:
       if (bodySize == 0) return 0;
       return installUpload(handle) | SetText(handle, CURLOPT_CUSTOMREQUEST, "GET");
-    case HV_Put:
-      return installUpload(handle);
+    case HV_Put: return installUpload(handle);
     case HV_Post:
       return SetLong(handle, CURLOPT_POST, 1) | SetFunction(handle, CURLOPT_READFUNCTION, OnRead) |
              SetLong(handle, CURLOPT_POSTFIELDSIZE, static_cast<long>(bodySize));
-    case HV_Delete:
-      return SetText(handle, CURLOPT_CUSTOMREQUEST, "DELETE");
-    case HV_Head:
-      return SetLong(handle, CURLOPT_NOBODY, 1) | SetText(handle, CURLOPT_CUSTOMREQUEST, "HEAD");
-    default:
-      return sUnknownVerb;
+    case HV_Delete: return SetText(handle, CURLOPT_CUSTOMREQUEST, "DELETE");
+    case HV_Head: return SetLong(handle, CURLOPT_NOBODY, 1) | SetText(handle, CURLOPT_CUSTOMREQUEST, "HEAD");
+    default: return sUnknownVerb;
   }
 }
 

@@ -38,7 +38,8 @@ constexpr int sWaitMs = 5;
 
 HttpMultiConnection::HttpMultiConnectionImpl::HttpMultiConnectionImpl() : multiHandle(curl_multi_init()) {}
 
-HttpMultiConnection::HttpMultiConnectionImpl::HttpMultiConnectionImpl(HttpMultiConnection& multiConnection, int slotCount)
+HttpMultiConnection::HttpMultiConnectionImpl::HttpMultiConnectionImpl(HttpMultiConnection& multiConnection,
+                                                                      int slotCount)
     : HttpMultiConnectionImpl() {
   for (int i = 0; i < slotCount; ++i) transferSlots.emplace_back(multiConnection);
 }

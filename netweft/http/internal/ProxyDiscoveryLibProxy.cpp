@@ -23,8 +23,8 @@ void KeepPluginsLoaded() {
   static_cast<void>(keeper);
 }
 
-/// libproxy reads the desktop's settings or the environment. Each session has a factory of its own: what a factory holds
-/// is not safe to share everywhere.
+/// libproxy reads the desktop's settings or the environment. Each session has a factory of its own: what a factory
+/// holds is not safe to share everywhere.
 class ProxyDiscoveryLibProxy final : public ProxyDiscovery {
  public:
   bool isSessionOpen() const override { return mFactory != nullptr; }

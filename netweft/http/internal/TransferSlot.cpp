@@ -6,7 +6,8 @@
 
 namespace qx::http::impl {
 
-TransferSlot::TransferSlot(HttpMultiConnection& multiConnection) : owner(&multiConnection), easyHandle(CreateEasyHandle()) {
+TransferSlot::TransferSlot(HttpMultiConnection& multiConnection)
+    : owner(&multiConnection), easyHandle(CreateEasyHandle()) {
   installCallbacks();
 }
 
@@ -75,16 +76,12 @@ int TransferSlot::installRequest(const list<string>& commonHeaders) {
 int TransferSlot::installMethod(int32 method) noexcept {
   CURL* const handle = easyHandle.get();
   switch (method) {
-    case HttpMultiConnection::M_Post:
-      return SetLong(handle, CURLOPT_POST, 1);
+    case HttpMultiConnection::M_Post: return SetLong(handle, CURLOPT_POST, 1);
     case HttpMultiConnection::M_Head:
       return SetLong(handle, CURLOPT_NOBODY, 1) | SetText(handle, CURLOPT_CUSTOMREQUEST, "HEAD");
-    case HttpMultiConnection::M_Put:
-      return SetLong(handle, CURLOPT_UPLOAD, 1);
-    case HttpMultiConnection::M_Delete:
-      return SetText(handle, CURLOPT_CUSTOMREQUEST, "DELETE");
-    default:
-      return 0;
+    case HttpMultiConnection::M_Put: return SetLong(handle, CURLOPT_UPLOAD, 1);
+    case HttpMultiConnection::M_Delete: return SetText(handle, CURLOPT_CUSTOMREQUEST, "DELETE");
+    default: return 0;
   }
 }
 

@@ -9,9 +9,9 @@
 
 namespace qx::http::impl {
 
-/// One of the transfers that a multi connection can run at the same time: an easy handle for life, and the request that it
-/// works on. Free while `request` is null, in flight while `activeMulti` is set. The handle points into the slot, so it
-/// never moves.
+/// One of the transfers that a multi connection can run at the same time: an easy handle for life, and the request that
+/// it works on. Free while `request` is null, in flight while `activeMulti` is set. The handle points into the slot, so
+/// it never moves.
 struct TransferSlot {
   /// What `content` holds ready between requests: ordinary responses allocate nothing, and a huge one does not pin
   /// its memory for the life of the slot.

@@ -45,7 +45,7 @@ class EchoLinux final : public Echo {
   bool mPending = false;
   uint32 mTimeoutMs = 0;
   Clock::time_point mSentAt{};
-  int64 mSentNs = 0;  ///< on the system's clock: by the kernel's stamp, until that is known by our own
+  int64 mSentNs = 0;                ///< on the system's clock: by the kernel's stamp, until that is known by our own
   std::optional<int64> mArrivalNs;  ///< of the reply; 0 without a stamp
   std::optional<EchoReply> mReply;
 };

@@ -6,8 +6,8 @@
 #define WIN32_LEAN_AND_MEAN
 #include <windows.h>
 // After windows.h, whose types they use.
-#include <iphlpapi.h>
 #include <icmpapi.h>
+#include <iphlpapi.h>
 
 #include <utility>
 

@@ -17,23 +17,16 @@ struct Translation {
 };
 
 constexpr Translation sV4[] = {
-    {3, 0, IcmpStatus::NetworkUnreachable},
-    {3, 1, IcmpStatus::HostUnreachable},
-    {3, 2, IcmpStatus::ProtocolUnreachable},
-    {3, 3, IcmpStatus::PortUnreachable},
-    {3, 4, IcmpStatus::PacketTooBig},
-    {3, 5, IcmpStatus::BadRoute},
-    {11, 0, IcmpStatus::TimeToLiveExpired},
-    {12, sAnyCode, IcmpStatus::ParameterProblem},
+    {3, 0, IcmpStatus::NetworkUnreachable},  {3, 1, IcmpStatus::HostUnreachable},
+    {3, 2, IcmpStatus::ProtocolUnreachable}, {3, 3, IcmpStatus::PortUnreachable},
+    {3, 4, IcmpStatus::PacketTooBig},        {3, 5, IcmpStatus::BadRoute},
+    {11, 0, IcmpStatus::TimeToLiveExpired},  {12, sAnyCode, IcmpStatus::ParameterProblem},
 };
 
 constexpr Translation sV6[] = {
-    {1, 0, IcmpStatus::NetworkUnreachable},
-    {1, 3, IcmpStatus::HostUnreachable},
-    {1, 4, IcmpStatus::PortUnreachable},
-    {2, 0, IcmpStatus::PacketTooBig},
-    {3, 0, IcmpStatus::TimeToLiveExpired},
-    {4, 0, IcmpStatus::BadHeader},
+    {1, 0, IcmpStatus::NetworkUnreachable},     {1, 3, IcmpStatus::HostUnreachable},
+    {1, 4, IcmpStatus::PortUnreachable},        {2, 0, IcmpStatus::PacketTooBig},
+    {3, 0, IcmpStatus::TimeToLiveExpired},      {4, 0, IcmpStatus::BadHeader},
     {4, 1, IcmpStatus::UnrecognizedNextHeader},
 };
 

@@ -70,12 +70,9 @@ bool FilterRepliesV4(int fd, uint16 identifier) {
 /// The filter sees an IPv6 packet from its ICMP header on.
 bool FilterRepliesV6(int fd, uint16 identifier) {
   sock_filter program[] = {
-      BPF_STMT(BPF_LD | BPF_B | BPF_ABS, 0),
-      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, ICMP6_ECHO_REPLY, 0, 3),
-      BPF_STMT(BPF_LD | BPF_H | BPF_ABS, 4),
-      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, identifier, 0, 1),
-      BPF_STMT(BPF_RET | BPF_K, 0xFFFFFFFF),
-      BPF_STMT(BPF_RET | BPF_K, 0),
+      BPF_STMT(BPF_LD | BPF_B | BPF_ABS, 0), BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, ICMP6_ECHO_REPLY, 0, 3),
+      BPF_STMT(BPF_LD | BPF_H | BPF_ABS, 4), BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, identifier, 0, 1),
+      BPF_STMT(BPF_RET | BPF_K, 0xFFFFFFFF), BPF_STMT(BPF_RET | BPF_K, 0),
   };
   return AttachFilter(fd, program, std::size(program));
 }

@@ -39,9 +39,9 @@ struct QueuedError {
   Kind kind = Kind::Other;
   unsigned char type = 0;  ///< of the ICMP error
   unsigned char code = 0;
-  IpAddress destination;   ///< of the message that the error is about
-  IcmpBytes bytes;         ///< that message from its ICMP header on, cut perhaps; for `Sent` all headers and its end
-  int64 stampNs = 0;       ///< when it was sent, or when the error came; 0 when the kernel does not say
+  IpAddress destination;  ///< of the message that the error is about
+  IcmpBytes bytes;        ///< that message from its ICMP header on, cut perhaps; for `Sent` all headers and its end
+  int64 stampNs = 0;      ///< when it was sent, or when the error came; 0 when the kernel does not say
 };
 
 /// One ICMP socket: an unprivileged datagram socket where the kernel's ping group range allows the process, else a raw

@@ -12,8 +12,8 @@ struct KeyRecord {
   string rejection;               ///< empty for a usable key
 };
 
-/// The records of a key store, by identifier and by age. A record is made once and never renewed: an identifier that comes
-/// again keeps what it has until its lifetime is over. No lock; times are `GetTimeBaseSec`.
+/// The records of a key store, by identifier and by age. A record is made once and never renewed: an identifier that
+/// comes again keeps what it has until its lifetime is over. No lock; times are `GetTimeBaseSec`.
 class KeyRecords {
  public:
   static constexpr int64 sLifetimeSec = 43200;
@@ -25,8 +25,8 @@ class KeyRecords {
   /// has moved behind younger ones waits there for its turn, and is found by nobody meanwhile.
   void clearExpired(int64 nowSec);
 
-  /// An identifier that has come again: its record, fresh or not, goes to the end of the order as it is. False when there
-  /// is none.
+  /// An identifier that has come again: its record, fresh or not, goes to the end of the order as it is. False when
+  /// there is none.
   bool moveToEnd(const string& kid);
 
   /// A new record at the end of the order. Of an identifier that is there already the old one stays where it is.

@@ -23,8 +23,8 @@ void RequeueRecords(DbEntry& entry, list<ChangeRecord>& records);
 /// next batches hold at most half as many documents as the failed one, down to one.
 void ShrinkBatches(DbEntry& entry, uint64 failedBatchSize);
 
-/// A batch succeeded: after some successes in a row each one doubles the limit, until it is back at the parameters' own.
-/// Growing at once would fail every other batch of a database of large documents, and each failure costs a minute.
+/// A batch succeeded: after some successes in a row each one doubles the limit, until it is back at the parameters'
+/// own. Growing at once would fail every other batch of a database of large documents, and each failure costs a minute.
 void GrowBatches(DbEntry& entry, const RiverParameters& parameters);
 
 }  // namespace qx::couch

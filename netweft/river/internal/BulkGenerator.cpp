@@ -30,8 +30,8 @@ void StripDocument(qxVariantMapImpl& parsed, bytes& document, uint64 maxSize) {
   if (json::Json2Variant::Convert(parsed, stripped, false) && stripped.size() <= maxSize) document.swap(stripped);
 }
 
-/// An empty body with room for `size` bytes. Batches differ by a few bytes: room that is rounded up serves them all, and
-/// the old storage is given back before the new one is asked for, so that the two never stand side by side.
+/// An empty body with room for `size` bytes. Batches differ by a few bytes: room that is rounded up serves them all,
+/// and the old storage is given back before the new one is asked for, so that the two never stand side by side.
 void MakeRoom(bytes& body, uint64 size) {
   constexpr uint64 step = 1 << 20;
   body.clear();

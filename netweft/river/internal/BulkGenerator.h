@@ -9,8 +9,8 @@ namespace qx::couch {
 ///
 /// What reaches an index of a document: the first `"_id"` anywhere in its text has its underscore turned into a minus
 /// sign, since Elasticsearch keeps that name for itself; then the top-level members "contents" and "resources" are
-/// dropped and the text is written compactly, its members in ascending order. The rename is applied again for each further
-/// index of the database, to what the former one left.
+/// dropped and the text is written compactly, its members in ascending order. The rename is applied again for each
+/// further index of the database, to what the former one left.
 class BulkGenerator {
  public:
   /// All must outlive the generator. `bodies` gets as many elements as the batch has indexes, each emptied and with

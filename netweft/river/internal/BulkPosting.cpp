@@ -51,8 +51,8 @@ StepResult PostBulk(http::HttpConnection& connection, const elasticsearch::ESCon
   HttpHelpers::HttpResult result;
   result.content = &reply;
   result.errorMessage = &error;
-  if (!HttpHelpers::HttpPost(body.data(), body.size(), connection, es.toUrl(indexName, "_doc", "_bulk", {}), 200, &result,
-                             nullptr, &sHeaders, cancelFlag)) {
+  if (!HttpHelpers::HttpPost(body.data(), body.size(), connection, es.toUrl(indexName, "_doc", "_bulk", {}), 200,
+                             &result, nullptr, &sHeaders, cancelFlag)) {
     if (ReadFlag(cancelFlag)) return StepResult::Cancelled;
     LogError() << "Fail to index documents " << error << " " << CutForLog(reply);
     return StepResult::Failed;

@@ -169,7 +169,8 @@ void CouchToEsRiverManager::ControlLoop::drain(DbEntry& entry, IndexJob& job) {
   list<ChangeRecord>& pending = job.pendingChanges;
   while (!pending.empty()) {
     ChangeRecord& newest = pending.front();
-    const auto [element, inserted] = entry.queue.insert(pending, pending.begin(), entry.queue.end(), ChangeQueue::IM_Move);
+    const auto [element, inserted] =
+        entry.queue.insert(pending, pending.begin(), entry.queue.end(), ChangeQueue::IM_Move);
     if (inserted) continue;
     element->id = std::move(newest.id);
     element->rev = newest.rev;

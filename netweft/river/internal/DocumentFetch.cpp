@@ -71,8 +71,8 @@ uint64 DecideMissing(ChangeRecord& record) {
   return record.isDeleted() ? DeleteCommandBytes(record.id.toString()) : 0;
 }
 
-/// A record that finds no room keeps its action and has no bytes counted: if its text then outgrows the reserved sum, the
-/// batch fails as too large.
+/// A record that finds no room keeps its action and has no bytes counted: if its text then outgrows the reserved sum,
+/// the batch fails as too large.
 void Account(HttpMultiConnection& connection, FetchContext& context, ChangeRecord& record, uint64 commandBytes) {
   if (commandBytes == 0) return;
   if (commandBytes >= context.budget) {

@@ -32,8 +32,8 @@ bool FetchDocuments(RiverBatch& batch, const RiverParameters& parameters, http::
                     const bool* cancelFlag);
 
 /// Cuts the batch at the first record that was not fetched, or that would bring the sum of `commandBytes` to
-/// `maxBytes`. The sum of what stays goes to `reservedBytes`; the rest is returned, in order. (Fetching accepts a sum of
-/// exactly `maxBytes`, and this puts that record back.)
+/// `maxBytes`. The sum of what stays goes to `reservedBytes`; the rest is returned, in order. (Fetching accepts a sum
+/// of exactly `maxBytes`, and this puts that record back.)
 list<ChangeRecord> TrimBatch(RiverBatch& batch, uint64 maxBytes);
 
 }  // namespace qx::couch

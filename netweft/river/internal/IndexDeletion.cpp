@@ -25,11 +25,8 @@ bool SendDelete(const string& indexName, http::HttpConnection& connection, const
   result.content = &body;
   HttpHelpers::HttpDelete(connection, url, &result, nullptr, nullptr, cancelFlag);
   switch (result.httpReturnCode) {
-    case sOk:
-      return true;
-    case sNotFound:
-      LogDetail("esriver") << "drop index " << indexName;
-      return true;
+    case sOk: return true;
+    case sNotFound: LogDetail("esriver") << "drop index " << indexName; return true;
     default:
       if (ReadFlag(cancelFlag)) return false;
       LogError() << "Cannot delete index: " << result.httpReturnCode << " " << CutForLog(body) << " "

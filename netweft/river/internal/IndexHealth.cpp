@@ -48,7 +48,8 @@ bool IsPresent(const Check& check) {
 }
 
 bool IsSameCreation(const Check& check, const string& descriptor) {
-  const JsonReply settings = GetJson(check.connection, check.es.toUrl(check.indexName, "_settings", {}), check.cancelFlag);
+  const JsonReply settings =
+      GetJson(check.connection, check.es.toUrl(check.indexName, "_settings", {}), check.cancelFlag);
   if (ReadFlag(check.cancelFlag)) return true;
   if (!settings.good) {
     if (settings.status != 404) {

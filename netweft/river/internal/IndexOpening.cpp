@@ -39,10 +39,8 @@ IndexOpening::IndexOpening(http::HttpConnection& connection, const elasticsearch
 
 bool IndexOpening::run(uint64& startSeq) {
   switch (inspect()) {
-    case Verdict::Failed:
-      return false;
-    case Verdict::Keep:
-      break;
+    case Verdict::Failed: return false;
+    case Verdict::Keep: break;
     case Verdict::Recreate:
       startSeq = 0;
       if (!recreate()) return false;
@@ -128,8 +126,8 @@ bool IndexOpening::create(const qxVariantMapImpl& body) {
   const JsonReply reply = PutJson(mConnection, mEs.toUrl(mName, {}), body, mCancelFlag);
   if (reply.good) return true;
   if (!ReadFlag(mCancelFlag)) {
-    LogError() << "Fail to create index " << mConnection.getLastErrorMsg() << ", es response : "
-               << CutForLog(reply.text);
+    LogError() << "Fail to create index " << mConnection.getLastErrorMsg()
+               << ", es response : " << CutForLog(reply.text);
   }
   return false;
 }

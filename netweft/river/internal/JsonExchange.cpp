@@ -25,8 +25,7 @@ JsonReply GetJson(http::HttpConnection& connection, const Url& url, const bool* 
   JsonReply reply;
   if (ReadFlag(cancelFlag)) return reply;
   HttpHelpers::HttpResult result;
-  const bool succeeded =
-      HttpHelpers::HttpGetJson(connection, url, reply.text, &result, nullptr, nullptr, cancelFlag);
+  const bool succeeded = HttpHelpers::HttpGetJson(connection, url, reply.text, &result, nullptr, nullptr, cancelFlag);
   reply.status = result.httpReturnCode;
   reply.good = succeeded && ParseBody(reply);
   return reply;

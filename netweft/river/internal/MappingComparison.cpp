@@ -36,12 +36,9 @@ bool CompareAttributes(const qxVariantMapImpl& stored, const qxVariantMapImpl& w
   Iterator now = NextAttribute(wanted.begin(), wanted.end());
   for (;;) {
     switch (Meet(old, stored.end(), now, wanted.end())) {
-      case Meeting::BothEnded:
-        return true;
-      case Meeting::OnlyStored:
-        return refuse(old->first, "removed");
-      case Meeting::OnlyWanted:
-        return refuse(now->first, "added");
+      case Meeting::BothEnded: return true;
+      case Meeting::OnlyStored: return refuse(old->first, "removed");
+      case Meeting::OnlyWanted: return refuse(now->first, "added");
       case Meeting::Same:
         if (old->second != now->second) return refuse(old->first, "changed");
         old = NextAttribute(std::next(old), stored.end());
@@ -67,8 +64,7 @@ struct Branch {
 
   bool compareProperty(const string& key, const qxVariant& stored, const qxVariant& wanted,
                        qxVariantMapImpl& delta) const;
-  bool compareProperties(const qxVariantMapImpl& stored, const qxVariantMapImpl& wanted,
-                         qxVariantMapImpl& delta) const;
+  bool compareProperties(const qxVariantMapImpl& stored, const qxVariantMapImpl& wanted, qxVariantMapImpl& delta) const;
 };
 
 qxVariant& EditProperty(qxVariantMapImpl& delta, const string& key) { return delta["properties"].editMap()[key]; }
@@ -93,10 +89,8 @@ bool Branch::compareProperties(const qxVariantMapImpl& stored, const qxVariantMa
   Iterator now = wanted.begin();
   for (;;) {
     switch (Meet(old, stored.end(), now, wanted.end())) {
-      case Meeting::BothEnded:
-        return true;
-      case Meeting::OnlyStored:
-        return refuse("property '" + path + old->first + "' removed");
+      case Meeting::BothEnded: return true;
+      case Meeting::OnlyStored: return refuse("property '" + path + old->first + "' removed");
       case Meeting::OnlyWanted:
         if (!canGrow()) return refuse("property '" + path + now->first + "' added into a dynamic branch");
         EditProperty(delta, now->first) = now->second;

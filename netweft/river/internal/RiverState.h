@@ -10,10 +10,10 @@ namespace qx::couch {
 
 /// What callers, the control thread and the Workers share. The map of databases is the only channel between them.
 ///
-/// Vocabulary. A *generation* counts the changes that callers make to a database's indexes, and is 0 after a failed batch.
-/// It repeats: a failure sets 0 and the control thread sets 1 again, and a database removed and added again starts at 1. So
-/// every change of a generation, and every restart of a feed, also draws an *epoch*, from one counter that never repeats:
-/// a batch may go on only while its entry still has the epoch that it was taken at.
+/// Vocabulary. A *generation* counts the changes that callers make to a database's indexes, and is 0 after a failed
+/// batch. It repeats: a failure sets 0 and the control thread sets 1 again, and a database removed and added again
+/// starts at 1. So every change of a generation, and every restart of a feed, also draws an *epoch*, from one counter
+/// that never repeats: a batch may go on only while its entry still has the epoch that it was taken at.
 struct CouchToEsRiverManager::State {
   explicit State(RiverParameters&& given) : parameters(std::move(given)) {}
 
@@ -28,8 +28,8 @@ struct CouchToEsRiverManager::State {
   bool closing = false;
   uint64 lastEpoch = 0;
 
-  /// The manager is being closed, for good. Raised before the lock is asked for, through `StoreFlag`: it ends the control
-  /// thread's transfer in hand, and no Worker takes a batch any more.
+  /// The manager is being closed, for good. Raised before the lock is asked for, through `StoreFlag`: it ends the
+  /// control thread's transfer in hand, and no Worker takes a batch any more.
   bool closeAsked = false;
 
   // Constant while threads run; each Worker's own state is guarded by `mutex`.

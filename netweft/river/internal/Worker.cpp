@@ -164,8 +164,8 @@ StepResult CouchToEsRiverManager::Worker::generate(RiverBatch& batch, uint64& co
   }
   commands = generator.getCommandCount();
   const int64 elapsed = phase.getElapsedMs();
-  LogDetail(sChannel) << linePrefix(batch) << "generate " << commands << " cmds @"
-                      << FormatRate(commands, elapsed) << "cmd/s, " << generator.getGeneratedBytes() << "B @"
+  LogDetail(sChannel) << linePrefix(batch) << "generate " << commands << " cmds @" << FormatRate(commands, elapsed)
+                      << "cmd/s, " << generator.getGeneratedBytes() << "B @"
                       << FormatRate(generator.getGeneratedBytes(), elapsed) << "B/s";
   return StepResult::Done;
 }
@@ -173,8 +173,8 @@ StepResult CouchToEsRiverManager::Worker::generate(RiverBatch& batch, uint64& co
 StepResult CouchToEsRiverManager::Worker::post(const RiverBatch& batch, uint64 commands) {
   const qxTimer phase(true);
   for (size_t i = 0; i < batch.indexes.size(); ++i) {
-    const StepResult result = PostBulk(mBundle->es, mState.parameters.es, batch.indexes[i].name,
-                                             mBundle->bodies[i], batch.reservedBytes, &mCancelFlag);
+    const StepResult result = PostBulk(mBundle->es, mState.parameters.es, batch.indexes[i].name, mBundle->bodies[i],
+                                       batch.reservedBytes, &mCancelFlag);
     if (result != StepResult::Done) return result;
   }
   LogDetail(sChannel) << linePrefix(batch) << "index @" << FormatRate(commands, phase.getElapsedMs()) << "cmd/s";

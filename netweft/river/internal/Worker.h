@@ -11,8 +11,8 @@ struct DbEntry;
 struct HttpBundle;
 
 /// Takes batches of changes from the databases' queues and brings them into the indexes: fetch, trim, generate, post,
-/// refresh, record. Two Workers may serve one database at a time, one fetching the next batch while the other indexes the
-/// last; the phase bits of the database keep the batches in the order of its queue.
+/// refresh, record. Two Workers may serve one database at a time, one fetching the next batch while the other indexes
+/// the last; the phase bits of the database keep the batches in the order of its queue.
 ///
 /// The manager's lock is held only to take a batch, to put records back, to change the phase and to release; no request
 /// runs under it. An exception on this thread fails the batch in hand.

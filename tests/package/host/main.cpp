@@ -34,7 +34,8 @@ bool CheckHosts() {
 
 int main() {
   qx::initializeNetweft(true, qx::http::HNRP_Whatever, qx::http::PP_NoProxy);
-  const bool good = qx::Url("http://host:80/a%20b").getPath().front() == "a b" && CheckToken() && CheckRiver() && CheckHosts();
+  const bool good =
+      qx::Url("http://host:80/a%20b").getPath().front() == "a b" && CheckToken() && CheckRiver() && CheckHosts();
   qx::terminateNetweft();
   std::cout << (good ? "good\n" : "bad\n");
   return good ? 0 : 1;

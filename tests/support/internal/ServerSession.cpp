@@ -19,7 +19,8 @@ ServerSession::ServerSession(shared_ptr<asio::io_context> context, shared_ptr<Se
 void ServerSession::start() {
   asio::error_code ignored;
   mStream->editSocket().set_option(asio::ip::tcp::no_delay(true), ignored);
-  mStream->asyncHandshake([self = shared_from_this()](const asio::error_code& error, size_t) { self->onHandshake(error); });
+  mStream->asyncHandshake(
+      [self = shared_from_this()](const asio::error_code& error, size_t) { self->onHandshake(error); });
 }
 
 void ServerSession::drop(bool reset) {

@@ -11,11 +11,12 @@
 
 namespace qx::test {
 
-/// The life of one connection: it always reads, so that it sees its client go away, and plays one reply at a time. It lives
-/// for as long as an operation is under way. All but the constructor runs on the server's thread.
+/// The life of one connection: it always reads, so that it sees its client go away, and plays one reply at a time. It
+/// lives for as long as an operation is under way. All but the constructor runs on the server's thread.
 class ServerSession : public std::enable_shared_from_this<ServerSession> {
  public:
-  ServerSession(shared_ptr<asio::io_context> context, shared_ptr<ServerRecords> records, unique_ptr<ServerStream> stream);
+  ServerSession(shared_ptr<asio::io_context> context, shared_ptr<ServerRecords> records,
+                unique_ptr<ServerStream> stream);
 
   void start();
   /// Closes at once; with `reset` by an RST. What is under way ends.

@@ -20,7 +20,9 @@ class PlainStream final : public ServerStream {
   void asyncHandshake(Done done) override {
     asio::post(mSocket.get_executor(), [done = std::move(done)] { done(asio::error_code(), 0); });
   }
-  void asyncRead(char* data, size_t n, Done done) override { mSocket.async_read_some(asio::buffer(data, n), std::move(done)); }
+  void asyncRead(char* data, size_t n, Done done) override {
+    mSocket.async_read_some(asio::buffer(data, n), std::move(done));
+  }
   void asyncWrite(const string& text, Done done) override {
     asio::async_write(mSocket, asio::buffer(text), std::move(done));
   }
@@ -39,7 +41,9 @@ class TlsStream final : public ServerStream {
     mStream.async_handshake(asio::ssl::stream_base::server,
                             [done = std::move(done)](const asio::error_code& error) { done(error, 0); });
   }
-  void asyncRead(char* data, size_t n, Done done) override { mStream.async_read_some(asio::buffer(data, n), std::move(done)); }
+  void asyncRead(char* data, size_t n, Done done) override {
+    mStream.async_read_some(asio::buffer(data, n), std::move(done));
+  }
   void asyncWrite(const string& text, Done done) override {
     asio::async_write(mStream, asio::buffer(text), std::move(done));
   }

@@ -12,8 +12,8 @@ class context;
 
 namespace qx::test {
 
-/// One accepted connection, bare or under TLS. Completions run on the server's thread. At most one read and one write are
-/// under way; the buffers stay the caller's until the completion.
+/// One accepted connection, bare or under TLS. Completions run on the server's thread. At most one read and one write
+/// are under way; the buffers stay the caller's until the completion.
 class ServerStream {
  public:
   using Done = std::function<void(const asio::error_code& error, size_t n)>;

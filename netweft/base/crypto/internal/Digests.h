@@ -5,8 +5,8 @@
 
 namespace qx::impl {
 
-/// The digest, looked up once per process and kept: a look-up by name takes locks and time. Null for an unknown type, or
-/// when the crypto library has no such digest. Any thread.
+/// The digest, looked up once per process and kept: a look-up by name takes locks and time. Null for an unknown type,
+/// or when the crypto library has no such digest. Any thread.
 const EVP_MD* GetDigest(HashType type);
 
 }  // namespace qx::impl

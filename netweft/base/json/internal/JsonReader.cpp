@@ -66,20 +66,11 @@ bool JsonReader::readValue(qxVariant& value) {
       mTokens.takeFirst();
       value.setType(qxVariant::VT_List);
       return enter({nullptr, &value.editList()});
-    case '"':
-      value.setType(qxVariant::VT_String);
-      return Unquote(mTokens.takeWhole(), value.editString());
-    case 't':
-      value = true;
-      return mTokens.takeWhole() == "true";
-    case 'f':
-      value = false;
-      return mTokens.takeWhole() == "false";
-    case 'n':
-      qxVariantAccess::SetNull(value);
-      return mTokens.takeWhole() == "null";
-    default:
-      return ReadJsonNumber(mTokens.takeWhole(), value);
+    case '"': value.setType(qxVariant::VT_String); return Unquote(mTokens.takeWhole(), value.editString());
+    case 't': value = true; return mTokens.takeWhole() == "true";
+    case 'f': value = false; return mTokens.takeWhole() == "false";
+    case 'n': qxVariantAccess::SetNull(value); return mTokens.takeWhole() == "null";
+    default: return ReadJsonNumber(mTokens.takeWhole(), value);
   }
 }
 

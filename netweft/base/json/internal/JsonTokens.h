@@ -10,8 +10,8 @@ namespace qx::json {
 constexpr bool IsJsonSpace(char c) { return c == ' ' || c == '\n' || c == '\r' || c == '\t'; }
 
 /// The tokens of a JSON text, found many bytes at a time by simdjson's first stage. That stage also proves that
-/// strings are UTF-8 and closed and that no raw control character stands in them. Which token may follow which, and what
-/// stands in any other token, is the reader's business.
+/// strings are UTF-8 and closed and that no raw control character stands in them. Which token may follow which, and
+/// what stands in any other token, is the reader's business.
 ///
 /// A token is one of `{ } [ ] : ,`, or a string with its quotes, or other characters in a row: a number, a literal, or
 /// rubbish, at which a token may also be cut. Views point into a copy of the text and hold until the next `scan` or the

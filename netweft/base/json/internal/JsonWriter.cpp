@@ -66,25 +66,18 @@ void JsonWriter::writeNextElement(Level& level) {
 /// May open a level, which moves the others: no reference to one is good after it.
 void JsonWriter::writeValue(const qxVariant& value) {
   switch (value.getType()) {
-    case qxVariant::VT_Integer:
-      return AppendJsonInteger(qxVariantAccess::GetInteger(value), mOut.text());
-    case qxVariant::VT_Double:
-      return AppendJsonDouble(qxVariantAccess::GetDouble(value), mOut.text());
-    case qxVariant::VT_Number:
-      return mOut.put(qxVariantAccess::GetNumber(value));
-    case qxVariant::VT_Bool:
-      return mOut.put(qxVariantAccess::GetBool(value) ? "true" : "false");
+    case qxVariant::VT_Integer: return AppendJsonInteger(qxVariantAccess::GetInteger(value), mOut.text());
+    case qxVariant::VT_Double: return AppendJsonDouble(qxVariantAccess::GetDouble(value), mOut.text());
+    case qxVariant::VT_Number: return mOut.put(qxVariantAccess::GetNumber(value));
+    case qxVariant::VT_Bool: return mOut.put(qxVariantAccess::GetBool(value) ? "true" : "false");
     case qxVariant::VT_String:
       mOut.put('"');
       AppendJsonString(value.getString(), mOut.text());
       return mOut.put('"');
-    case qxVariant::VT_Map:
-      return enter(value.getMap());
-    case qxVariant::VT_List:
-      return enter(value.getList());
+    case qxVariant::VT_Map: return enter(value.getMap());
+    case qxVariant::VT_List: return enter(value.getList());
     case qxVariant::VT_Absent:
-    case qxVariant::VT_Null:
-      return mOut.put("null");
+    case qxVariant::VT_Null: return mOut.put("null");
   }
 }
 

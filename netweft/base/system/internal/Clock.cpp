@@ -21,7 +21,8 @@ constinit std::atomic<int64> sOffsetMs{0};
 
 template <class Clock>
 int64 NowMs() {
-  return duration_cast<milliseconds>(Clock::now().time_since_epoch()).count() + sOffsetMs.load(std::memory_order_relaxed);
+  return duration_cast<milliseconds>(Clock::now().time_since_epoch()).count() +
+         sOffsetMs.load(std::memory_order_relaxed);
 }
 
 }  // namespace

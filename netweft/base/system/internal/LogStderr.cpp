@@ -7,9 +7,9 @@
 #include <cerrno>
 
 #if defined(_WIN32)
-#include <io.h>
+#  include <io.h>
 #else
-#include <unistd.h>
+#  include <unistd.h>
 #endif
 
 namespace qx::impl {

@@ -3,10 +3,10 @@
 #include <cstring>
 
 #if defined(_WIN32)
-#include <windows.h>
+#  include <windows.h>
 #else
-#include <pthread.h>
-#include <unistd.h>
+#  include <pthread.h>
+#  include <unistd.h>
 #endif
 
 namespace qx::impl {
@@ -35,7 +35,8 @@ void NameCurrentThread(const char* name) noexcept {
 SignalBlock::SignalBlock() noexcept {
   sigset_t blocked;
   sigfillset(&blocked);
-  for (int reserved : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT, SIGSYS, SIGPROF}) sigdelset(&blocked, reserved);
+  for (int reserved : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT, SIGSYS, SIGPROF})
+    sigdelset(&blocked, reserved);
   pthread_sigmask(SIG_SETMASK, &blocked, &mPrevious);
 }
 

@@ -3,7 +3,7 @@
 #include "netweft/base/system/qxTypes.h"
 
 #if !defined(_WIN32)
-#include <csignal>
+#  include <csignal>
 #endif
 
 /// What the operating system alone knows of threads.

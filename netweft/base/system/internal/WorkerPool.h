@@ -47,7 +47,7 @@ class WorkerPool {
  private:
   void add(unique_ptr<WorkerThread> worker);
 
-  uint64 mSize = 0;                          ///< constant from before the first thread on
+  uint64 mSize = 0;                           ///< constant from before the first thread on
   vector<unique_ptr<WorkerThread>> mWorkers;  ///< guarded by `mutex`
 };
 
