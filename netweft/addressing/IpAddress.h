@@ -14,16 +14,18 @@ namespace qx {
 /// Assigning an address to itself leaves it invalid.
 class NETWEFT_EXPORT IpAddress {
  public:
+  /// The family that is held.
   enum Type : int32 {
-    IPT_Invalid = 0,
-    IPT_IPv4 = 1,
-    IPT_IPv6 = 2,
+    IPT_Invalid = 0,  ///< no address
+    IPT_IPv4 = 1,     ///< a `sockaddr_in`
+    IPT_IPv6 = 2,     ///< a `sockaddr_in6`
   };
 
   /// Invalid.
   IpAddress() noexcept;
   /// As `fromStringAddress`; `isValid` tells how it went.
   IpAddress(const string& text, Type type);
+  /// Copies are deep.
   IpAddress(const IpAddress& other);
   IpAddress& operator=(const IpAddress& other);
   /// The source is left invalid.
@@ -31,7 +33,9 @@ class NETWEFT_EXPORT IpAddress {
   IpAddress& operator=(IpAddress&& other) noexcept;
   ~IpAddress();
 
+  /// Leaves it invalid.
   void clear() noexcept;
+  /// Whether there is an address, and of which family.
   bool isValid() const noexcept { return mType != IPT_Invalid; }
   Type getType() const noexcept { return mType; }
 

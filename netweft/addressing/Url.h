@@ -20,11 +20,12 @@ class NETWEFT_EXPORT Url {
  public:
   /// The state that `clearUrl` leaves. Any other value acts as `CS_Empty`.
   enum ClearStrategy : int32 {
-    CS_Empty = 0,
+    CS_Empty = 0,         ///< no piece set
     CS_DefaultHttp = 1,   ///< "http", "127.0.0.1", port 80
     CS_DefaultHttps = 2,  ///< "https", "127.0.0.1", port 443
   };
 
+  /// What stands between path segments, between query pairs, and between key and value of a pair.
   static constexpr std::string_view msPathSeparator = "/";
   static constexpr std::string_view msPairSeparator = "&";
   static constexpr std::string_view msKeyValueSeparator = "=";
@@ -32,10 +33,12 @@ class NETWEFT_EXPORT Url {
   /// shorter, on purpose.
   static constexpr std::string_view msQueryValueMask = "********";
 
+  /// As `clearUrl` leaves it.
   explicit Url(ClearStrategy strategy);
   /// `fromEncodedUtf8String(encodedUrl, nullptr, false)`: a text that does not parse leaves an empty Url and a log
   /// line.
   explicit Url(const string& encodedUrl);
+  /// A copy holds copies of the secrets too.
   Url(const Url& other);
   /// Assigning a Url to itself loses `getHostAsIp` and changes nothing else.
   Url& operator=(const Url& other);
@@ -44,6 +47,7 @@ class NETWEFT_EXPORT Url {
   Url& operator=(Url&& other) noexcept;
   virtual ~Url();
 
+  /// "http", say; empty when none was set.
   const string& getSchema() const noexcept { return mSchema; }
   /// User and password are as they were set; those of a parsed text are still percent-escaped.
   const string& getUser() const noexcept { return mUser; }
@@ -61,12 +65,14 @@ class NETWEFT_EXPORT Url {
   const StringPairList& getUrlParameters() const noexcept { return mUrlParameters; }
   StringPairList& editUrlParameters() noexcept { return mUrlParameters; }
 
+  /// Taken as it stands; nothing checks it.
   void setSchema(const string& schema) { mSchema = schema; }
   /// An IPv6 address, given without brackets, is put into its normal form and into brackets. Any other text is kept as
   /// it stands.
   void setHost(const string& host);
   /// Not to be called with this Url's own `getHostAsIp`, which would be lost.
   void setHost(const IpAddress& host);
+  /// Replace the piece, decoded as the accessors give it; port 0 states none.
   void setPort(uint16 port) noexcept { mPort = port; }
   void setPath(const vector<string>& path) { mPath = path; }
   void setUrlParameters(const StringPairList& parameters) { mUrlParameters = parameters; }
@@ -91,6 +97,7 @@ class NETWEFT_EXPORT Url {
   /// In both setters a field is wiped before it is set: this Url's own `getUser` or `getPassword`, passed back for
   /// the same field, leaves it empty.
   void setCredentialsOnQueryParameter(const string& user, const string& password, const string& authDbName);
+  /// Whether the credentials travel in the query: an authentication database is set.
   bool isUseCredentialsOnUrlParameters() const noexcept { return !mAuthDbName.empty(); }
 
   /// The segments, each percent-escaped, joined by "/", with no leading slash. No segment, or one empty segment, gives

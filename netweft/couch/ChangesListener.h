@@ -28,6 +28,7 @@ class ChangesListenerCore;
 /// does nothing there, and the listener must not be destroyed there. A feed stopped there makes no further callback.
 class NETWEFT_EXPORT ChangesListener {
  public:
+  /// What happened to a feed, or came on it.
   enum CallbackMsg : int32 {
     CM_ListenStopedDueToError = 0,  ///< a feed broke, or the start sequence could not be read; a retry follows
     CM_ListenStopedDbMissing = 1,   ///< the database does not exist; a retry follows
@@ -35,18 +36,18 @@ class NETWEFT_EXPORT ChangesListener {
     CM_StartListening = 3,          ///< a feed request was handed to libcurl
     CM_Listening = 4,               ///< the feed's response headers are complete
     CM_NewChange = 5,               ///< a change of a database's feed
-    CM_DbCreated = 6,               ///< server-wide feed
-    CM_DbDeleted = 7,               ///< server-wide feed
-    CM_DbUpdated = 8,               ///< server-wide feed
-    CM_DbDesignDocUpdated = 9,      ///< server-wide feed
+    CM_DbCreated = 6,               ///< server-wide feed: a database was created
+    CM_DbDeleted = 7,               ///< server-wide feed: a database was deleted
+    CM_DbUpdated = 8,               ///< server-wide feed: a database has changed
+    CM_DbDesignDocUpdated = 9,      ///< server-wide feed: a design document has changed
     CM_Heartbeat = 10,              ///< the server's keep-alive newline arrived
   };
 
   /// Adds to the query of the feed. The documents that the server then sends do not reach the callback.
   enum RetrieveContent : int32 {
-    RC_ChangesOnly = 0,
-    RC_IncludeDocs = 1,
-    RC_IncludeDocsAndConflicts = 2,
+    RC_ChangesOnly = 0,              ///< nothing
+    RC_IncludeDocs = 1,              ///< "include_docs"
+    RC_IncludeDocsAndConflicts = 2,  ///< "include_docs" and "conflicts"
   };
 
   /// What a callback is told. The object belongs to the listener and lives for the call alone; a copy is the caller's.
@@ -69,7 +70,9 @@ class NETWEFT_EXPORT ChangesListener {
   /// An exception that it throws ends the feed's transfer and reaches the caller of `updateListener`; see there.
   using Callback = void (*)(CallbackMsg msg, const CallbackParam& param, void* userData);
 
+  /// Of the server on http://127.0.0.1:80, until `setConnectionParameters` names another.
   ChangesListener();
+  /// The parameters are copied.
   explicit ChangesListener(const CouchConnectionParameters& server);
   /// Stops all feeds. No callback is made.
   ~ChangesListener();
@@ -115,6 +118,7 @@ class NETWEFT_EXPORT ChangesListener {
   /// a design document whose name is shorter than 4 bytes.
   void updateListener(int timeoutMs);
 
+  /// Whether a feed of that name, or the server-wide one, is registered; not whether it is connected.
   bool isListeningDb(const string& db) const;
   bool isListeningGlobalChangeFeed() const;
   /// Replaces `out` by the registered names, without "".

@@ -17,7 +17,9 @@ class NETWEFT_EXPORT CouchConnectionParameters : public Url {
  public:
   /// A server on http://127.0.0.1:80.
   CouchConnectionParameters();
+  /// The server whose root has that URL.
   CouchConnectionParameters(const Url& url);
+  /// A plain copy.
   CouchConnectionParameters(const CouchConnectionParameters& other);
   ~CouchConnectionParameters() override;
   CouchConnectionParameters& operator=(const CouchConnectionParameters& other);

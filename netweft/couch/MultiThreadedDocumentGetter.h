@@ -40,6 +40,7 @@ class NETWEFT_EXPORT MultiThreadedDocumentGetter {
     DC_DocumentWithAttachments = 2,  ///< the document with the data of its attachments, as base64
   };
 
+  /// What came of one id.
   enum DocumentResult : int32 {
     DR_Found = 0,          ///< the server has, or had, the document
     DR_RequestFailed = 1,  ///< the request for the whole batch failed; `error` tells why

@@ -16,10 +16,13 @@ class NETWEFT_EXPORT ESConnectionParameters : public Url {
  public:
   /// "http" on 127.0.0.1, port 80.
   ESConnectionParameters();
+  /// The server whose root has that URL.
   ESConnectionParameters(const Url& server);
+  /// A plain copy.
   ESConnectionParameters(const ESConnectionParameters& other);
   ~ESConnectionParameters() override;
 
+  /// A plain copy.
   ESConnectionParameters& operator=(const ESConnectionParameters& other);
 };
 

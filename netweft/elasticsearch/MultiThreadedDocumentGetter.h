@@ -43,6 +43,7 @@ namespace qx::elasticsearch {
 /// logged as an error, and costs no other id its callback.
 class NETWEFT_EXPORT MultiThreadedDocumentGetter {
  public:
+  /// What came of one id.
   enum DocumentResult : int32 {
     DR_Found = 0,    ///< `source` is the JSON text of the document, byte for byte, as far as `sourceFields` lets it
     DR_Error = 1,    ///< the request failed; `error` tells why

@@ -10,9 +10,11 @@ namespace qx::http {
 /// live as long as the library.
 class NETWEFT_EXPORT HostNameResolutionPolicyEnumHelper : public EnumHelperInterface {
  public:
+  /// The enumeration's name, and the names of its values.
   static const string sTypeName;
   static const map<int, list<string>> sVals;
 
+  /// By name, by number, and of a value: `isKnown` tells whether there is such a one.
   explicit HostNameResolutionPolicyEnumHelper(const string& name);
   explicit HostNameResolutionPolicyEnumHelper(int value);
   explicit HostNameResolutionPolicyEnumHelper(HostNameResolutionPolicy value);

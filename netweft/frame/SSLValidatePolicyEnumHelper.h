@@ -10,9 +10,11 @@ namespace qx::http {
 /// long as the library.
 class NETWEFT_EXPORT SSLValidatePolicyEnumHelper : public EnumHelperInterface {
  public:
+  /// The enumeration's name, and the names of its values.
   static const string sTypeName;
   static const map<int, list<string>> sVals;
 
+  /// By name, by number, and of a value: `isKnown` tells whether there is such a one.
   explicit SSLValidatePolicyEnumHelper(const string& name);
   explicit SSLValidatePolicyEnumHelper(int value);
   explicit SSLValidatePolicyEnumHelper(SSLValidatePolicy value);

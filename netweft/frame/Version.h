@@ -9,6 +9,7 @@ namespace Netweft {
 /// The library's own version, fixed when it was built. The texts live as long as the library; the flag of the three
 /// getters that take one is ignored.
 struct NETWEFT_EXPORT Version {
+  /// The numbers of the texts below.
   static std::uint32_t GetMajor() noexcept;
   static std::uint32_t GetMinor() noexcept;
   static std::uint32_t GetRelease() noexcept;

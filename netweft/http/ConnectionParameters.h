@@ -34,12 +34,14 @@ struct NETWEFT_EXPORT ConnectionParameters {
   /// A preference is strict: a host that has only the other family fails, and `HttpConnection` holds the retry for
   /// that.
   HostNameResolutionPolicy hostNameResolutionPolicy = HNRP_Default;
+  /// Which proxy the request goes through.
   ProxyPolicy proxyPolicy = PP_Default;
   /// Used only under `PP_ManualProxy`. If it is not valid the request goes without a proxy, and the log says so.
   qx::Url manualProxyUrl = qx::Url(qx::Url::CS_Empty);
   /// 0: nothing; 1: libcurl's debug text is captured; 2: captured and logged after each request, on channel "curl". It
   /// shows the headers as they were sent, credentials among them.
   int32 debugLevel = 0;
+  /// False: an answer that redirects is the answer.
   bool followRedirects = true;
   /// Cookies live in memory for the life of the easy handle and are never written to a file. Turned off, cookies that
   /// the handle already has are still sent until `HttpConnection::clearConnection`.

@@ -22,6 +22,7 @@ namespace qx::http {
 /// connection has then lost its handle and stays usable.
 class NETWEFT_EXPORT HttpConnection {
  public:
+  /// How its transfers behave.
   using ConnectionParameters = http::ConnectionParameters;
 
   /// Runs on the caller's thread before each attempt, so twice when a request is retried. It may set any option on the

@@ -40,6 +40,7 @@ class NETWEFT_EXPORT HttpConnectionPool {
   void setMaxPendingConnection(unsigned int count);
   /// The same, but never lowers it: for the users of a shared pool, each with the parallelism of its own.
   void ensureAtLeastMaxConcurrentConnection(unsigned int count);
+  /// The limit in force.
   unsigned int getMaxConcurrentConnection() const noexcept;
 
  private:

@@ -62,6 +62,7 @@ class NETWEFT_EXPORT HttpHelpers {
     void setResults(const HttpConnection& connection);
   };
 
+  /// Expects 200.
   static bool HttpGet(HttpConnection& connection, const Url& url, HttpResult* result = nullptr,
                       const ConnectionParameters* parameters = nullptr, const list<string>* headers = nullptr,
                       const bool* abortFlag = nullptr);
@@ -77,14 +78,16 @@ class NETWEFT_EXPORT HttpHelpers {
                           const ConnectionParameters* parameters, const list<string>* headers, const bool* abortFlag,
                           const string* body, bool isJson);
 
-  /// Expect 200.
+  /// No body comes into `result`. Expects 200.
   static bool HttpHead(HttpConnection& connection, const Url& url, HttpResult* result = nullptr,
                        const ConnectionParameters* parameters = nullptr, const list<string>* headers = nullptr,
                        const bool* abortFlag = nullptr);
+  /// Expects 200.
   static bool HttpDelete(HttpConnection& connection, const Url& url, HttpResult* result = nullptr,
                          const ConnectionParameters* parameters = nullptr, const list<string>* headers = nullptr,
                          const bool* abortFlag = nullptr);
 
+  /// Post a body. Expect the status `expected`.
   static bool HttpPost(HttpConnection& connection, const Url& url, const string& body, unsigned char expected,
                        HttpResult* result = nullptr, const ConnectionParameters* parameters = nullptr,
                        const list<string>* headers = nullptr, const bool* abortFlag = nullptr);
@@ -92,14 +95,17 @@ class NETWEFT_EXPORT HttpHelpers {
                        unsigned char expected, HttpResult* result = nullptr,
                        const ConnectionParameters* parameters = nullptr, const list<string>* headers = nullptr,
                        const bool* abortFlag = nullptr);
+  /// The same, with "application/json".
   static bool HttpPostJson(HttpConnection& connection, const Url& url, const char* body, size_t bodySize,
                            unsigned char expected, HttpResult* result = nullptr,
                            const ConnectionParameters* parameters = nullptr, const list<string>* headers = nullptr,
                            const bool* abortFlag = nullptr);
 
+  /// Puts a body. Expects the status `expected`.
   static bool HttpPut(HttpConnection& connection, const Url& url, const string& body, unsigned char expected,
                       HttpResult* result = nullptr, const ConnectionParameters* parameters = nullptr,
                       const list<string>* headers = nullptr, const bool* abortFlag = nullptr);
+  /// The same, with "application/json".
   static bool HttpPutJson(HttpConnection& connection, const Url& url, const char* body, size_t bodySize,
                           unsigned char expected, HttpResult* result = nullptr,
                           const ConnectionParameters* parameters = nullptr, const list<string>* headers = nullptr,

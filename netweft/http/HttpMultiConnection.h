@@ -20,15 +20,18 @@ namespace qx::http {
 /// that it hit) and what the completion callback throws leave `updateConnection`, and the object stays usable.
 class NETWEFT_EXPORT HttpMultiConnection {
  public:
+  /// The verbs.
   enum Method : int32 {
-    M_Get = 0,
-    M_Post = 1,
-    M_Head = 2,
-    M_Put = 3,  ///< sent chunked, and a redirect cannot send the body again: the request then fails
-    M_Delete = 4,
+    M_Get = 0,     ///< GET
+    M_Post = 1,    ///< POST
+    M_Head = 2,    ///< HEAD
+    M_Put = 3,     ///< PUT: sent chunked, and a redirect cannot send the body again: the request then fails
+    M_Delete = 4,  ///< DELETE
   };
 
+  /// What a caller wants done once.
   struct Request {
+    /// Where it goes.
     qx::Url url{qx::Url::CS_DefaultHttp};
     /// One of `Method`; any other number fails with "Setup error".
     int32 method = M_Get;

@@ -37,6 +37,7 @@ class NETWEFT_EXPORT qxIoDeviceHttpChuncked : public qxIoDeviceDelegable {
   uint64 writeBytes(const char* data, uint64 size) override;
   /// This device has failed in the stream at hand, or the delegate has an error.
   bool hasError() const override;
+  /// Refused, as all below: false, or 0.
   bool atEnd() const override;
   bool seekg(int64 offset, SeekStart from) override;
   bool seekp(int64 offset, SeekStart from) override;
@@ -52,6 +53,7 @@ class NETWEFT_EXPORT qxIoDeviceHttpChuncked : public qxIoDeviceDelegable {
   /// Drops what is gathered and lets go of the delegate. The failure stays until the next stream.
   void clearDelegation() override;
 
+  /// The size in force.
   unsigned int getMaxChunkSize() const { return mMaxChunkSize; }
   /// Counts from the next write on. What is gathered by then stays so, and may leave as a chunk beyond a smaller size.
   void setMaxChunkSize(unsigned int maxChunkSize);

@@ -36,13 +36,16 @@ class NETWEFT_EXPORT IcmpHostStatRetriever : public qxThread {
   /// In `Result::latencyMs` and `Result::hops`: not measured.
   static constexpr uint32 sNotMeasured = 0x7FFFFFFF;
 
+  /// One host of a request.
   struct Host {
     string name;      ///< a name, or an address written as text
     uint16 port = 0;  ///< no part in the measure: handed to the resolver and back in the result
 
+    /// By name and port.
     bool operator==(const Host&) const = default;
   };
 
+  /// The limits of a request, and what is asked for.
   struct RequestParam {
     /// The time limit of one echo, in milliseconds.
     uint32 echoTimeoutMs = 250;
@@ -63,6 +66,7 @@ class NETWEFT_EXPORT IcmpHostStatRetriever : public qxThread {
     uint32 latencyMs = sNotMeasured;  ///< round trip time of the successful echo, in whole milliseconds, cut
     uint32 hops = sNotMeasured;       ///< its time to live: the hop count under `searchHops`, else 64
 
+    /// There is a measure.
     bool isValid() const noexcept { return latencyMs != sNotMeasured; }
   };
 

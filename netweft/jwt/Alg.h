@@ -7,16 +7,16 @@ namespace qx::jwt {
 
 /// Signature algorithms of a token. Each is one bit, so that a mask (an `int`, made with "|") says which are allowed.
 enum Alg : int32 {
-  AlgNone = 0,  ///< no algorithm; nothing accepts or makes a token with it
-  HS256 = 16,   ///< HMAC with SHA-256
-  HS384 = 32,
-  HS512 = 64,
-  RS256 = 128,  ///< RSASSA-PKCS1-v1_5 with SHA-256
-  RS384 = 256,
-  RS512 = 512,
+  AlgNone = 0,   ///< no algorithm; nothing accepts or makes a token with it
+  HS256 = 16,    ///< HMAC with SHA-256
+  HS384 = 32,    ///< with SHA-384
+  HS512 = 64,    ///< with SHA-512
+  RS256 = 128,   ///< RSASSA-PKCS1-v1_5 with SHA-256
+  RS384 = 256,   ///< with SHA-384
+  RS512 = 512,   ///< with SHA-512
   ES256 = 1024,  ///< ECDSA on P-256 with SHA-256
-  ES384 = 2048,  ///< on P-384
-  ES512 = 4096,  ///< on P-521
+  ES384 = 2048,  ///< on P-384 with SHA-384
+  ES512 = 4096,  ///< on P-521 with SHA-512
 };
 
 /// The families as masks.

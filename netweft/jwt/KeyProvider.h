@@ -17,6 +17,7 @@ class NETWEFT_EXPORT KeyProvider {
  protected:
   // Nobody deletes a provider through this class: the destructor is not in the table of virtual operations.
   KeyProvider() = default;
+  /// What a copy shares is each implementation's word.
   KeyProvider(const KeyProvider&) = default;
   KeyProvider& operator=(const KeyProvider&) = default;
   ~KeyProvider() = default;

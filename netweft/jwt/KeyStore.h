@@ -39,6 +39,7 @@ class NETWEFT_EXPORT KeyStore final : public KeyProvider {
   /// `PP_ManualProxy`.
   KeyStore(http::HttpConnectionPool& pool, const qx::Url& keySetUrl, bool verifyPeer, http::ProxyPolicy proxyPolicy,
            const qx::Url& manualProxyUrl);
+  /// Make an alias: see above.
   KeyStore(const KeyStore& other) noexcept;
   KeyStore& operator=(const KeyStore& other) noexcept;
   ~KeyStore();

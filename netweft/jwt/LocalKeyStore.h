@@ -12,6 +12,7 @@ namespace qx::jwt {
 class NETWEFT_EXPORT LocalKeyStore : public KeyProvider {
  public:
   LocalKeyStore();
+  /// Shares the keys and has a map of its own.
   LocalKeyStore(const LocalKeyStore& other);
   LocalKeyStore& operator=(const LocalKeyStore& other);
 

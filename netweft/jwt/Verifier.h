@@ -15,7 +15,7 @@ class NETWEFT_EXPORT Verifier {
  public:
   /// Why a token was rejected.
   enum RejectCause : int32 {
-    RC_None = 0,
+    RC_None = 0,               ///< accepted
     RC_Malformed = 1,          ///< not three segments, not base64, not JSON, another "typ", an "nbf" that is no integer
     RC_UnsupportedAlg = 2,     ///< "alg" is missing, unknown or not allowed
     RC_Uninitialized = 3,      ///< the algorithm is allowed, but no secret or no key provider was given

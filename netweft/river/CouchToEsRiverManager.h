@@ -37,6 +37,7 @@ namespace qx::couch {
 /// `changesCallback`: an unknown database or refused credentials are told there and nowhere else.
 class NETWEFT_EXPORT CouchToEsRiverManager : public qxThread {
  public:
+  /// The records under the names that hosts write.
   using Parameters = RiverParameters;
   using IndexDefinition = couch::IndexDefinition;
 

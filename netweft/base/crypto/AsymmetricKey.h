@@ -10,15 +10,16 @@ namespace qx {
 /// that leave those alone. Held by `shared_ptr` where it is shared.
 class NETWEFT_EXPORT AsymmetricKey {
  public:
+  /// The family of a key.
   enum Kind : int32 {
-    AK_Rsa = 1,
-    AK_EllipticCurve = 2,
+    AK_Rsa = 1,            ///< an `RSAKey`
+    AK_EllipticCurve = 2,  ///< an `EllipticCurveKey`
   };
 
   /// The bits of `capabilities`.
   enum Capability : int32 {
-    AC_Verify = 1,
-    AC_Sign = 2,
+    AC_Verify = 1,  ///< the public half is there
+    AC_Sign = 2,    ///< the private half is there
   };
 
   AsymmetricKey(const AsymmetricKey&) = delete;
@@ -30,10 +31,13 @@ class NETWEFT_EXPORT AsymmetricKey {
   /// What the key can do; set by construction.
   int capabilities = 0;
 
+  /// Whether construction failed, and why; the text is empty for a sound key.
   bool hasError() const noexcept { return !mErrorMessage.empty(); }
   const string& getErrorMessage() const noexcept { return mErrorMessage; }
 
+  /// Which subclass this is.
   virtual Kind getKind() const noexcept = 0;
+  /// Whether the key holds a private half.
   bool canSign() const noexcept { return (capabilities & AC_Sign) != 0; }
 
  protected:

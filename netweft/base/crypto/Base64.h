@@ -7,10 +7,10 @@ namespace qx {
 
 /// Bit 0 chooses the URL-safe alphabet, bit 1 leaves the padding out.
 enum Base64CharSet : int32 {
-  B64_Standard = 0,
-  B64_UrlSafe = 1,
-  B64_StandardBare = 2,
-  B64_UrlSafeBare = 3,  ///< as in a compact JWS
+  B64_Standard = 0,      ///< "+" and "/", padded
+  B64_UrlSafe = 1,       ///< "-" and "_", padded
+  B64_StandardBare = 2,  ///< "+" and "/", no padding
+  B64_UrlSafeBare = 3,   ///< "-" and "_", no padding, as in a compact JWS
 };
 
 /// Replaces `out`. False for an unknown alphabet. `data` may be null when `n` is 0.

@@ -9,7 +9,7 @@ namespace qx {
 
 /// Why signing or verifying could not be carried out.
 enum SignatureError : int32 {
-  SE_None = 0,
+  SE_None = 0,              ///< carried out
   SE_InvalidKey = 1,        ///< the key has an error
   SE_CannotSign = 2,        ///< the key holds no private half
   SE_UnknownAlgorithm = 3,  ///< no such digest

@@ -6,10 +6,10 @@ namespace qx {
 
 /// The curves of the JWS algorithms ES256, ES384 and ES512. The numbers are part of the binary interface.
 enum EllipticCurve : int32 {
-  EC_Unknown = 0,
-  EC_P256 = 3,
-  EC_P384 = 4,
-  EC_P521 = 5,
+  EC_Unknown = 0,  ///< none of them
+  EC_P256 = 3,     ///< of ES256
+  EC_P384 = 4,     ///< of ES384
+  EC_P521 = 5,     ///< of ES512
 };
 
 /// A key on one of those curves. Refused with `hasError`: an unknown curve, coordinates longer than the curve's field,
@@ -22,7 +22,9 @@ class NETWEFT_EXPORT EllipticCurveKey final : public AsymmetricKey {
   explicit EllipticCurveKey(const string& pem);
   ~EllipticCurveKey() override;
 
+  /// `AK_EllipticCurve`.
   Kind getKind() const noexcept override { return AK_EllipticCurve; }
+  /// As given to construction or found in the PEM text.
   EllipticCurve getCurve() const noexcept { return mCurve; }
 
  private:

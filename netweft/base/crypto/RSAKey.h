@@ -14,6 +14,7 @@ class NETWEFT_EXPORT RSAKey final : public AsymmetricKey {
   explicit RSAKey(const string& pem);
   ~RSAKey() override;
 
+  /// `AK_Rsa`.
   Kind getKind() const noexcept override { return AK_Rsa; }
 };
 

@@ -10,10 +10,10 @@ class NETWEFT_EXPORT qxOpenSSL {
  public:
   /// Generations of OpenSSL, whose TLS contexts are not interchangeable.
   enum qxOpenSSLVersion : int32 {
-    OV_Unknown = 0,
-    OV_1_0 = 1,
-    OV_1_1 = 2,
-    OV_3 = 3,
+    OV_Unknown = 0,  ///< no such text, or a generation that is not told apart here
+    OV_1_0 = 1,      ///< 1.0.x
+    OV_1_1 = 2,      ///< 1.1.x
+    OV_3 = 3,        ///< 3.x
   };
 
   /// Nests; each call is undone by one `finalizeLibrary`. `loadErrorTexts` makes the crypto library's messages

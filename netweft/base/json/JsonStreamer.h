@@ -11,8 +11,8 @@ namespace qx::json {
 
 /// What the outermost level of a streamed text is.
 enum LevelType : int32 {
-  LVL_List = 0,
-  LVL_Object = 1,
+  LVL_List = 0,    ///< [ ]
+  LVL_Object = 1,  ///< { }
 };
 
 /// Writes JSON to a device piece by piece, without a tree. The device stays the caller's and must outlive the streamer.

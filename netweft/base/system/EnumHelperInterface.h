@@ -9,6 +9,7 @@ namespace qx {
 /// enumeration's, built once from a declaration text, and must outlive the helper.
 class NETWEFT_EXPORT EnumHelperInterface {
  public:
+  /// Names by value; the first of a value is the one that `toString` gives.
   using NameTable = map<int, list<string>>;
 
   ~EnumHelperInterface();
@@ -18,6 +19,7 @@ class NETWEFT_EXPORT EnumHelperInterface {
   /// one value both stand in its list, in the order of the text. Adds to `out`.
   static void __GetEnumToStringMap(NameTable& out, const string& declaration);
 
+  /// The value; 0 for a name that the table does not hold.
   int toInt() const noexcept { return mValue; }
 
   /// The value's first name, or its number in decimal when the table has none.
@@ -26,6 +28,7 @@ class NETWEFT_EXPORT EnumHelperInterface {
   /// False when the helper was built from a name, or a number, that the table does not hold.
   bool isKnown() const;
 
+  /// The enumeration's own name.
   const string& getTypeName() const noexcept { return *mTypeName; }
 
  protected:

@@ -21,6 +21,7 @@ class NETWEFT_EXPORT LibInitCounter {
   bool incrementInitCounter() noexcept;
   /// True only for the call that takes the count back to 0. At 0 it stays at 0 and the result is false.
   bool decrementInitCounter() noexcept;
+  /// Whether the count is above 0.
   bool isInitialized() const noexcept;
 
  private:

@@ -8,6 +8,7 @@ namespace qx {
 /// An error code of the operating system (errno on POSIX, GetLastError on Windows) and its message.
 class NETWEFT_EXPORT SystemError {
  public:
+  /// Keeps the code; looks nothing up.
   explicit SystemError(int code) noexcept : mCode(code) {}
 
   /// The system's own message, without a line end.

@@ -14,6 +14,7 @@ inline bool ReadFlag(const bool& flag) noexcept {
 /// Null means that the caller has no flag: never raised.
 inline bool ReadFlag(const bool* flag) noexcept { return flag != nullptr && ReadFlag(*flag); }
 
+/// Raises the flag, or takes it back.
 inline void StoreFlag(bool& flag, bool value) noexcept {
   std::atomic_ref<bool>(flag).store(value, std::memory_order_relaxed);
 }

@@ -9,6 +9,7 @@ class NETWEFT_EXPORT qxHighResTimer {
  public:
   /// Starts anew, also while running.
   void start();
+  /// Keeps the time as it stands.
   void stop();
   /// False before the first `start` and after `stop`.
   bool isRunning() const noexcept { return mRunning; }

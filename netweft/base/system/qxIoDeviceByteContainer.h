@@ -17,6 +17,7 @@ namespace qx {
 template <class Bytes>
 class qxIoDeviceByteContainer : public qxIoDevice {
  public:
+  /// Both positions at the first byte.
   explicit qxIoDeviceByteContainer(Bytes* container) noexcept : mContainer(container) {}
 
   uint64 readBytes(char* dst, uint64 n) override {
@@ -35,7 +36,9 @@ class qxIoDeviceByteContainer : public qxIoDevice {
     return n;
   }
 
+  /// A seek has left the data.
   bool hasError() const override { return mError; }
+  /// The read position is behind the last byte.
   bool atEnd() const override { return mReadPosition >= mContainer->size(); }
   bool seekg(int64 offset, SeekStart from) override { return seek(mReadPosition, offset, from); }
   bool seekp(int64 offset, SeekStart from) override { return seek(mWritePosition, offset, from); }

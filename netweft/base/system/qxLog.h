@@ -10,15 +10,15 @@ namespace qx {
 /// What kind of line it is. Detail lines are switched on channel by channel and are off from the start; warnings
 /// and errors are on.
 enum qxLogType : int32 {
-  LT_Detail = 0,
-  LT_Warning = 2,
-  LT_Error = 3,
+  LT_Detail = 0,   ///< what happens, for somebody who looks for a cause
+  LT_Warning = 2,  ///< something is odd, and the work goes on
+  LT_Error = 3,    ///< something has failed
   LT_Dropped = 4,  ///< a line that is never written
 };
 
 /// One finished line as a sink gets it. All of it lives only for the call.
 struct qxLogLine {
-  qxLogType type;
+  qxLogType type;       ///< detail, warning or error
   const char* channel;  ///< never null; empty for warnings, errors and the unnamed channel
   const char* module;   ///< never null; empty when the line names none
   uint64 threadId;      ///< the operating system's number of the thread that wrote the line
@@ -30,6 +30,7 @@ struct qxLogLine {
 class NETWEFT_EXPORT qxLogSink {
  public:
   virtual ~qxLogSink();
+  /// Gets one line; what `line` points at dies with the call.
   virtual void write(const qxLogLine& line) noexcept = 0;
 };
 
@@ -43,6 +44,7 @@ class NETWEFT_EXPORT qxLog {
   /// The channels of detail lines that the library uses; "" is the unnamed one.
   static const vector<string>& GetChannels();
 
+  /// The one log; never null.
   static qxLog* editPtr();
 
   /// The current UTC time as text, for a human reader: "2026-06-30 12:34:56.789".

@@ -24,11 +24,13 @@ class NETWEFT_EXPORT qxLogObject {
   /// Null appends nothing.
   qxLogObject& operator<<(const char* text);
 
+  /// The whole text, a NUL inside it too.
   qxLogObject& operator<<(const string& text) {
     if (std::ostream* stream = editStream()) stream->write(text.data(), static_cast<std::streamsize>(text.size()));
     return *this;
   }
 
+  /// In decimal; a `char` is its character.
   template <class Number>
     requires(std::integral<Number> || std::floating_point<Number>)
   qxLogObject& operator<<(Number number) {

@@ -15,6 +15,7 @@ class NETWEFT_EXPORT qxMutex {
   qxMutex& operator=(const qxMutex&) = delete;
   virtual ~qxMutex();
 
+  /// Take it, waiting without limit while another thread holds it, and give it back once.
   void lock();
   void unlock();
 

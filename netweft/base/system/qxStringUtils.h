@@ -19,28 +19,32 @@ namespace qx {
 /// objects may use it while they are made.
 class NETWEFT_EXPORT qxCLocale {
  public:
+  /// For the C functions that take a locale; stays the library's.
   operator qxCLocaleHandle() const noexcept;
 };
 
 /// Helpers on byte strings. All are static, keep no state and may be called from any thread.
 class NETWEFT_EXPORT qxStringUtils {
  public:
+  /// Character sets that texts are converted between.
   enum qxCharSet : int32 {
     CS_Local = 0,  ///< the machine's local code page (on Linux: that of the LC_CTYPE environment)
-    CS_Utf8 = 1,
+    CS_Utf8 = 1,   ///< UTF-8
   };
 
   /// The "C" locale, so that number text never follows the user's: for C functions and for streams.
   static const qxCLocale msCLocale;
   static const std::locale msCplusLocale;
 
-  /// Strips leading and trailing white space (blank, \t, \n, \v, \f, \r) in place.
+  /// Strips leading and trailing white space (blank, tab, line feed, vertical tab, form feed, carriage return) in
+  /// place.
   static string& trim(string& text);
 
   /// In place, ASCII letters alone.
   static void toLower(string& text);
   static void toUpper(string& text);
 
+  /// Byte by byte; every text starts with the empty one.
   static bool StartsWith(const string& text, const string& prefix);
 
   /// `caseSensitive` false ignores the case of ASCII letters. An empty `part` is contained in every text.

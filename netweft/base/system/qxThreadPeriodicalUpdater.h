@@ -12,12 +12,14 @@ namespace qx {
 /// Callbacks run on the updater's thread, one after the other, without a lock of the updater's held.
 class NETWEFT_EXPORT qxThreadPeriodicalUpdater : public qxThread {
  public:
+  /// An exception that it throws is logged as an error and changes nothing else.
   using Callback = void (*)(void* arg);
 
   /// `period`: seconds of real time between two rounds; 0 counts as 1.
   explicit qxThreadPeriodicalUpdater(unsigned int period);
   ~qxThreadPeriodicalUpdater() override;
 
+  /// Registers the pair, from the next round on; nothing happens when it is registered already.
   void addCallback(Callback fn, void* arg);
 
   /// After this returns, the callback is not running and will not run again: a call from another thread waits

@@ -11,8 +11,11 @@ class NETWEFT_EXPORT qxTimer {
   /// With `snapNow` the mark is taken at once; otherwise it is unset.
   explicit qxTimer(bool snapNow);
 
+  /// Sets the mark to now.
   void snapTime();
+  /// Unsets the mark.
   void clearTime() noexcept { mSnapped = false; }
+  /// Whether there is a mark.
   bool isTimeSnapped() const noexcept { return mSnapped; }
 
   /// Milliseconds since the mark; may be 0, so guard a division by it. Without a mark, the milliseconds since

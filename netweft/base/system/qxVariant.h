@@ -19,48 +19,56 @@ namespace qx {
 /// Threads: a plain value with no lock.
 class NETWEFT_EXPORT qxVariant {
  public:
+  /// The tag: what kind of value is held.
   enum Type : int32 {
     VT_Absent = 0,   ///< no value; a map member with it is left out of JSON, a list element is written `null`
     VT_Integer = 1,  ///< signed 64-bit integer
     VT_Double = 2,   ///< a double that a host has set; JSON reading never gives it
     VT_String = 3,   ///< bytes, by convention UTF-8
-    VT_Bool = 4,
-    VT_Null = 5,    ///< JSON `null`
-    VT_Number = 6,  ///< a JSON number that is no integer in the 64-bit range; keeps its literal text
-    VT_Map = 10,
-    VT_List = 11,
+    VT_Bool = 4,     ///< true or false
+    VT_Null = 5,     ///< JSON `null`
+    VT_Number = 6,   ///< a JSON number that is no integer in the 64-bit range; keeps its literal text
+    VT_Map = 10,     ///< a `qxVariantMapImpl`
+    VT_List = 11,    ///< a `qxVariantListImpl`
   };
 
   class qxVariantMapImpl;
   class qxVariantListImpl;
 
   qxVariant() noexcept : mType(VT_Absent) { mPayload.integer = 0; }
+  /// Deep.
   qxVariant(const qxVariant& other);
+  /// Leaves `other` absent.
   qxVariant(qxVariant&& other) noexcept
       : mType(std::exchange(other.mType, VT_Absent)), mPayload(std::exchange(other.mPayload, Payload{})) {}
   ~qxVariant() {
     if (ownsPayload()) destroyPayload();
   }
 
+  /// An integer; what is beyond a signed 64-bit one wraps round.
   template <std::integral T>
     requires(!std::same_as<T, bool>)
   qxVariant(T value) noexcept : mType(VT_Integer) {
     mPayload.integer = static_cast<int64>(value);
   }
+  /// A boolean.
   template <std::same_as<bool> T>
   qxVariant(T value) noexcept : mType(VT_Bool) {
     mPayload.integer = value ? 1 : 0;
   }
+  /// A double.
   template <std::floating_point T>
   qxVariant(T value) noexcept : mType(VT_Double) {
     mPayload.real = static_cast<double>(value);
   }
   /// Null gives the empty string.
   qxVariant(const char* text);
+  /// A string, a map, a list; a temporary is moved in.
   qxVariant(string text);
   qxVariant(qxVariantMapImpl value);
   qxVariant(qxVariantListImpl value);
 
+  /// As the constructors. A part of this very value may be assigned to it.
   qxVariant& operator=(const qxVariant& other);
   qxVariant& operator=(qxVariant&& other) noexcept;
   /// Becomes a string. Null gives the empty string.
@@ -77,6 +85,7 @@ class NETWEFT_EXPORT qxVariant {
   bool operator==(const qxVariant& other) const;
   bool operator!=(const qxVariant& other) const { return !(*this == other); }
 
+  /// The tag.
   Type getType() const noexcept { return mType; }
 
   /// Becomes the empty value of that kind (0, "", false, an empty map or list, null, absent). A `VT_Number`
@@ -112,6 +121,7 @@ class NETWEFT_EXPORT qxVariant {
   qxVariantMapImpl toMap() const;
   qxVariantListImpl toList() const;
 
+  /// Exchanges the values without a copy.
   void swap(qxVariant& other) noexcept {
     std::swap(mType, other.mType);
     std::swap(mPayload, other.mPayload);
@@ -144,6 +154,7 @@ class NETWEFT_EXPORT qxVariant {
 #include "netweft/base/system/qxVariantMapImpl.h"
 
 namespace qx {
+/// Map and list under the names that everybody uses.
 using qxVariantMapImpl = qxVariant::qxVariantMapImpl;
 using qxVariantListImpl = qxVariant::qxVariantListImpl;
 }  // namespace qx

@@ -14,18 +14,22 @@ namespace qx {
 /// its key is removed or the map is assigned to, cleared or destroyed. No lock.
 class NETWEFT_EXPORT qxVariant::qxVariantMapImpl {
  public:
+  /// What stands behind it, its pairs and its iterators, which are those of a `std::map`.
   using Tree = std::map<string, qxVariant, std::less<>>;
   using value_type = Tree::value_type;
   using iterator = Tree::iterator;
   using const_iterator = Tree::const_iterator;
 
   qxVariantMapImpl() = default;
+  /// Copies are deep; what is moved from is left empty.
   qxVariantMapImpl(const qxVariantMapImpl& other);
   qxVariantMapImpl(qxVariantMapImpl&& other) noexcept = default;
   ~qxVariantMapImpl();
+  /// As the constructors. The old values are destroyed.
   qxVariantMapImpl& operator=(const qxVariantMapImpl& other);
   qxVariantMapImpl& operator=(qxVariantMapImpl&& other) noexcept;
 
+  /// Key by key, as `qxVariant` compares.
   bool operator==(const qxVariantMapImpl& other) const;
 
   /// Inserts an absent value when the key is not there.
@@ -53,6 +57,7 @@ class NETWEFT_EXPORT qxVariant::qxVariantMapImpl {
   int64 getInteger(const string& key, int64 def) const;
   string getString(const string& key, const string& def) const;
 
+  /// Look a key up without making it.
   bool contains(std::string_view key) const { return mTree.find(key) != mTree.end(); }
   iterator find(std::string_view key) { return mTree.find(key); }
   const_iterator find(std::string_view key) const { return mTree.find(key); }
@@ -60,11 +65,15 @@ class NETWEFT_EXPORT qxVariant::qxVariantMapImpl {
   /// True when a key was erased.
   bool remove(std::string_view key);
 
+  /// Destroys all values.
   void clear() noexcept;
+  /// Exchanges the contents without a copy.
   void swap(qxVariantMapImpl& other) noexcept { mTree.swap(other.mTree); }
+  /// The count of keys.
   uint64 size() const noexcept { return mTree.size(); }
   bool empty() const noexcept { return mTree.empty(); }
 
+  /// From the lowest key to behind the highest.
   iterator begin() noexcept { return mTree.begin(); }
   iterator end() noexcept { return mTree.end(); }
   const_iterator begin() const noexcept { return mTree.begin(); }

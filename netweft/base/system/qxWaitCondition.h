@@ -24,6 +24,7 @@ class NETWEFT_EXPORT qxWaitCondition {
   /// milliseconds. True when woken, false at the limit.
   bool wait(qxMutex* mutex, unsigned long ms);
 
+  /// Wake one waiting thread, or all. Callable with and without the mutex.
   void wakeOne();
   void wakeAll();
 
