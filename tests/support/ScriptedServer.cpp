@@ -24,9 +24,7 @@ string ToUrl(const string& schema, const string& host, uint16 port, const string
 
 shared_ptr<asio::ssl::context> CreateTlsContext(const ScriptedServerOptions& options) {
   if (!options.tls) return nullptr;
-  auto context = std::make_shared<asio::ssl::context>(asio::ssl::context::tls_server);
-  context->use_certificate_chain(asio::buffer(options.tls->certificateChainPem));
-  context->use_private_key(asio::buffer(options.tls->keyPem), asio::ssl::context::pem);
+  auto context = CreateServerContext(*options.tls);
   if (options.isTls11) {
     SSL_CTX_set_security_level(context->native_handle(), 0);
     SSL_CTX_set_min_proto_version(context->native_handle(), TLS1_1_VERSION);

@@ -60,6 +60,13 @@ class TlsStream final : public ServerStream {
 
 }  // namespace
 
+shared_ptr<asio::ssl::context> CreateServerContext(const TlsIdentity& identity) {
+  auto context = std::make_shared<asio::ssl::context>(asio::ssl::context::tls_server);
+  context->use_certificate_chain(asio::buffer(identity.certificateChainPem));
+  context->use_private_key(asio::buffer(identity.keyPem), asio::ssl::context::pem);
+  return context;
+}
+
 unique_ptr<ServerStream> CreatePlainStream(asio::ip::tcp::socket socket) {
   return std::make_unique<PlainStream>(std::move(socket));
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "netweft/base/system/qxTypes.h"
+#include "tests/support/TlsIdentity.h"
 
 #include <asio/ip/tcp.hpp>
 
@@ -28,6 +28,8 @@ class ServerStream {
   virtual void endSending(shared_ptr<void> owner) = 0;
   virtual Socket& editSocket() = 0;
 };
+
+shared_ptr<asio::ssl::context> CreateServerContext(const TlsIdentity& identity);
 
 unique_ptr<ServerStream> CreatePlainStream(asio::ip::tcp::socket socket);
 unique_ptr<ServerStream> CreateTlsStream(asio::ip::tcp::socket socket, asio::ssl::context& context);
