@@ -11,10 +11,9 @@ namespace {
 // [pool]
 void FetchUntilAborted(qx::http::HttpConnectionPool& pool, const qx::Url& url, const bool* abortFlag) {
   while (!qx::ReadFlag(abortFlag)) {
-    const qx::http::HttpConnectionLocker locker(pool, url);  // this thread's alone, until the end of the scope
-    qx::http::HttpConnection* client = locker;
+    const qx::http::HttpConnectionLocker connection(pool, url);  // this thread's alone, until the end of the scope
     std::string content;
-    if (!qx::http::HttpHelpers::HttpGetJson(*client, url, content, nullptr, nullptr, nullptr, abortFlag)) return;
+    if (!qx::http::HttpHelpers::HttpGetJson(*connection, url, content, nullptr, nullptr, nullptr, abortFlag)) return;
   }
 }
 // [pool]

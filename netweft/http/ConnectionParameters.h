@@ -39,7 +39,8 @@ struct NETWEFT_EXPORT ConnectionParameters {
   /// Used only under `PP_ManualProxy`. If it is not valid the request goes without a proxy, and the log says so.
   qx::Url manualProxyUrl = qx::Url(qx::Url::CS_Empty);
   /// 0: nothing; 1: libcurl's debug text is captured; 2: captured and logged after each request, on channel "curl". It
-  /// shows the headers as they were sent, credentials among them.
+  /// shows the headers as they were sent, credentials among them. For `HttpConnection`: a multi-request client keeps
+  /// nothing, and any level but 0 lets libcurl write its text to stderr there, past the log.
   int32 debugLevel = 0;
   /// False: an answer that redirects is the answer.
   bool followRedirects = true;

@@ -11,8 +11,9 @@ namespace qx::couch {
 /// What a host sets once for a whole `CouchToEsRiverManager`: the two servers, the limits, the callbacks. A plain value
 /// with no lock; the manager keeps a copy of its own for its whole life.
 struct NETWEFT_EXPORT RiverParameters {
-  /// Decides whether a document goes into an index: false leaves it out of that one. It gets the document as it was
-  /// parsed; what it changes there has no effect on what is sent.
+  /// Decides whether a document goes into an index: false leaves it out of that one. It takes nothing out: a document
+  /// that was let in before stays there as it was, until it is deleted. It gets the document as it was parsed; what it
+  /// changes there has no effect on what is sent.
   ///
   /// It runs on Worker threads, without any lock of the manager's, for different databases at the same time.
   using DocumentFilter = bool (*)(qxVariantMapImpl& document, const string& indexName);
