@@ -5,9 +5,10 @@
 #include "netweft/addressing/internal/Sockets.h"
 #define WIN32_LEAN_AND_MEAN
 #include <windows.h>
-// After windows.h, whose types they use.
-#include <icmpapi.h>
+// Each uses types of the one before it.
 #include <iphlpapi.h>
+
+#include <icmpapi.h>
 
 #include <utility>
 
