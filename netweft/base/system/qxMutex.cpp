@@ -5,12 +5,17 @@ namespace qx {
 qxMutex::~qxMutex() = default;
 
 void qxMutex::lock() {
-  mMutex.lock();
+  const std::thread::id self = std::this_thread::get_id();
+  if (mHolder.load(std::memory_order_relaxed) != self) {
+    mMutex.lock();
+    mHolder.store(self, std::memory_order_relaxed);
+  }
   ++mDepth;
 }
 
 void qxMutex::unlock() {
-  --mDepth;
+  if (--mDepth > 0) return;
+  mHolder.store({}, std::memory_order_relaxed);
   mMutex.unlock();
 }
 

@@ -2,7 +2,9 @@
 
 #include "netweft/base/system/NetweftExport.h"
 
+#include <atomic>
 #include <mutex>
+#include <thread>
 
 namespace qx {
 
@@ -22,8 +24,11 @@ class NETWEFT_EXPORT qxMutex {
  private:
   friend class qxWaitCondition;
 
-  std::recursive_mutex mMutex;
-  /// How often the holder has taken the lock; written by the holder alone.
+  // Not std::recursive_mutex: only a std::mutex can be waited on without a second lock inside the condition.
+  std::mutex mMutex;
+  /// Who holds it. A thread can find its own id here only when it put it there, so any order of memory will do.
+  std::atomic<std::thread::id> mHolder;
+  /// How often the holder has taken the lock; read and written by the holder alone.
   int mDepth = 0;
 };
 

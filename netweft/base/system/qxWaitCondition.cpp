@@ -25,12 +25,16 @@ qxWaitCondition::~qxWaitCondition() = default;
 bool qxWaitCondition::wait(qxMutex* mutex, unsigned long ms) {
   CheckHeldOnce(mutex->mDepth);
   const int depth = std::exchange(mutex->mDepth, 0);
+  const std::thread::id holder = mutex->mHolder.exchange({}, std::memory_order_relaxed);
+  std::unique_lock lock(mutex->mMutex, std::adopt_lock);
   bool woken = true;
   if (ms >= sNoLimit) {
-    mCondition.wait(mutex->mMutex);
+    mCondition.wait(lock);
   } else {
-    woken = mCondition.wait_for(mutex->mMutex, std::chrono::milliseconds(ms)) == std::cv_status::no_timeout;
+    woken = mCondition.wait_for(lock, std::chrono::milliseconds(ms)) == std::cv_status::no_timeout;
   }
+  lock.release();
+  mutex->mHolder.store(holder, std::memory_order_relaxed);
   mutex->mDepth = depth;
   return woken;
 }

@@ -29,7 +29,7 @@ class NETWEFT_EXPORT qxWaitCondition {
   void wakeAll();
 
  private:
-  std::condition_variable_any mCondition;
+  std::condition_variable mCondition;
 };
 
 }  // namespace qx
