@@ -10,17 +10,22 @@ namespace qx {
 
 namespace {
 
+/// An empty one has nothing left to wipe: whatever empties a secret in this file wipes it.
+void WipeSecret(string& secret) {
+  if (!secret.empty()) qxStringUtils::SecureClear(secret);
+}
+
 /// A secret never lies in a buffer that a longer one makes the string give back: it is wiped before it is replaced.
 void SetSecret(string& secret, const string& value) {
-  qxStringUtils::SecureClear(secret);
+  WipeSecret(secret);
   if (&secret != &value) secret = value;
 }
 
-/// A short string's bytes stay behind in the source of a move.
 void MoveSecret(string& secret, string& source) {
-  qxStringUtils::SecureClear(secret);
+  WipeSecret(secret);
+  if (source.empty()) return;
   secret = std::move(source);
-  qxStringUtils::SecureClear(source);
+  qxStringUtils::SecureClear(source);  // empty by now, but a short string's bytes stay behind in the source of a move
 }
 
 uint16 ParsePort(std::string_view text) {
@@ -115,15 +120,15 @@ void Url::clearUrl(ClearStrategy strategy) {
 }
 
 void Url::clearCredentials() {
-  qxStringUtils::SecureClear(mUser);
-  qxStringUtils::SecureClear(mPassword);
-  qxStringUtils::SecureClear(mAuthDbName);
+  WipeSecret(mUser);
+  WipeSecret(mPassword);
+  WipeSecret(mAuthDbName);
 }
 
 void Url::setCredentialsOnHttpHeaders(const string& user, const string& password) {
   SetSecret(mUser, user);
   SetSecret(mPassword, password);
-  qxStringUtils::SecureClear(mAuthDbName);
+  WipeSecret(mAuthDbName);
 }
 
 void Url::setCredentialsOnQueryParameter(const string& user, const string& password, const string& authDbName) {

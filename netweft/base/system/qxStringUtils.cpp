@@ -155,9 +155,11 @@ bool qxStringUtils::UUIDToBinary(const string& text, unsigned char* out) {
 
 void qxStringUtils::SecureClear(string& secret) {
   CleanseBuffer(secret);
-  // A short text may have stood in the string object itself before it grew onto the heap.
-  string().swap(secret);
-  CleanseBuffer(secret);
+  if (secret.capacity() > string().capacity()) {
+    // A short text may have stood in the string object itself before it grew onto the heap.
+    string().swap(secret);
+    CleanseBuffer(secret);
+  }
   secret.clear();
 }
 
