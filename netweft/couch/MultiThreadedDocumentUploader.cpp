@@ -22,19 +22,20 @@ MultiThreadedDocumentUploader::~MultiThreadedDocumentUploader() = default;
 
 bool MultiThreadedDocumentUploader::sendBatch(string& batch) {
   if (mState->hasError) return false;
-  const qxMutexLocker lock(mState->pool.mutex, true);
+  qxMutexLocker lock(mState->pool.mutex, true);
   while (!mState->pendingBatch.empty()) {
     if (mState->hasError) return false;
     mState->roomOrEnd.wait(&mState->pool.mutex, qxWaitCondition::sNoLimit);
   }
   if (mState->hasError) return false;
   batch.swap(mState->pendingBatch);
+  lock.unlock();
   mState->pool.wake.wakeOne();
   return true;
 }
 
 bool MultiThreadedDocumentUploader::waitForEnd(const bool* cancelFlag) {
-  const auto isDone = [this] { return mState->pendingBatch.empty() && !mState->pool.isAnyBusy(); };
+  const auto isDone = [this] { return mState->isDone(); };
   const auto dropPending = [this] {
     if (mState->pendingBatch.empty()) return;
     mState->pendingBatch.clear();

@@ -8,8 +8,11 @@
 namespace qx::couch {
 
 /// What an uploader is: one slot, between the producers and the pool's threads.
-struct MultiThreadedDocumentUploader::State {
+struct NETWEFT_HIDDEN MultiThreadedDocumentUploader::State {
   State(const CouchConnectionParameters& givenServer, const string& db) : server(givenServer), dbName(db) {}
+
+  /// With the pool's mutex held: nothing waits, and no post is out.
+  bool isDone() const noexcept { return pendingBatch.empty() && !pool.isAnyBusy(); }
 
   // Constant.
   const CouchConnectionParameters& server;

@@ -22,19 +22,20 @@ MultiThreadedDocumentUploader::Worker::Worker(State& state) : WorkerThread(state
 impl::WorkerThread::Taking MultiThreadedDocumentUploader::Worker::takeBatch() {
   if (mState.pendingBatch.empty()) return T_Wait;
   mBatch.swap(mState.pendingBatch);
-  mState.roomOrEnd.wakeAll();
   return T_Batch;
 }
 
 void MultiThreadedDocumentUploader::Worker::serveBatch() {
-  mHasFailed = true;  // for an exception, which the loop logs
+  mState.roomOrEnd.wakeAll();  // the slot has been empty since takeBatch; woken under the lock, producers would meet it
+  mHasFailed = true;           // for an exception, which the loop logs
   mHasFailed = !post();
 }
 
 void MultiThreadedDocumentUploader::Worker::finishBatch() {
   mBatch.clear();
   if (mHasFailed) mState.hasError = true;
-  mState.roomOrEnd.wakeAll();
+  // A finished post makes no room: it concerns producers only when it failed, and others only when it was the last.
+  if (mHasFailed || mState.isDone()) mState.roomOrEnd.wakeAll();
 }
 
 bool MultiThreadedDocumentUploader::Worker::post() {
