@@ -22,7 +22,7 @@ struct PoolEntry {
 
 }  // namespace
 
-struct HttpConnectionPool::HttpConnectionPoolImpl {
+struct NETWEFT_HIDDEN HttpConnectionPool::HttpConnectionPoolImpl {
   qxMutex mutex;
   // Guarded by the mutex. The idle connections stand with the most recently released first.
   list<PoolEntry> idleConnections;

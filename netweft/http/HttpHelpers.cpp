@@ -28,7 +28,7 @@ bool HeedsAbortFlag(int32 verb) { return verb != HV_Head && verb != HV_Delete; }
 }  // namespace
 
 /// The arguments of one verb function; see the header for what they mean.
-struct HttpHelpers::Call {
+struct NETWEFT_HIDDEN HttpHelpers::Call {
   HttpVerb verb;
   HttpConnection& connection;
   const Url& url;
@@ -45,7 +45,7 @@ struct HttpHelpers::Call {
 };
 
 /// Gives the connection its own parameters back, and takes the call's record off the handle, however the call ends.
-class HttpHelpers::CallScope {
+class NETWEFT_HIDDEN HttpHelpers::CallScope {
  public:
   CallScope(HttpConnection& connection, const ConnectionParameters* parameters)
       : mConnection(connection), mOwnParameters(connection.getConnectionParameters()) {
@@ -66,7 +66,7 @@ class HttpHelpers::CallScope {
 };
 
 /// While it lives, a result has the call's own content sink.
-class HttpHelpers::ContentScope {
+class NETWEFT_HIDDEN HttpHelpers::ContentScope {
  public:
   ContentScope(HttpResult& result, string* content) : mResult(result), mReplaced(result.content) {
     if (content != nullptr) mResult.content = content;

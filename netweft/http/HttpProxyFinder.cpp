@@ -62,7 +62,7 @@ void LogLookupFailure(uint32 code) {
 
 }  // namespace
 
-struct HttpProxyFinder::HttpProxyFinderImpl {
+struct NETWEFT_HIDDEN HttpProxyFinder::HttpProxyFinderImpl {
   unique_ptr<ProxyDiscovery> discovery;
   impl::AutoProxyOptions autoProxyOptions;
   impl::ProxyInfo proxyInfo;

@@ -69,7 +69,7 @@ void Poll(EchoService& echoes, const Probes& probes, const bool& stopping) {
 
 }  // namespace
 
-struct IcmpHostStatRetriever::Batch {
+struct NETWEFT_HIDDEN IcmpHostStatRetriever::Batch {
   vector<Host> hosts;
   RequestParam param;
   Probes probes;

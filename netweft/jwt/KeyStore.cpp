@@ -15,7 +15,7 @@ namespace qx::jwt {
 using http::ConnectionParameters;
 using http::HttpHelpers;
 
-struct KeyStore::KeyStoreImpl {
+struct NETWEFT_HIDDEN KeyStore::KeyStoreImpl {
   http::HttpConnectionPool& pool;
   KeyRecords records;
   qx::Url keySetUrl;

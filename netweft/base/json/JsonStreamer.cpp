@@ -5,7 +5,7 @@
 
 namespace qx::json {
 
-struct JsonStreamer::State {
+struct NETWEFT_HIDDEN JsonStreamer::State {
   enum class Place { Outside, InObject, InList, InArrayOfObject, InArrayOfList };
 
   State(qxIoDevice* device, bool wantPretty) : out(device), pretty(wantPretty) {}

@@ -26,7 +26,7 @@ uint32 ChannelBit(const char* channel) noexcept {
 
 }  // namespace
 
-struct qxLog::Holder {
+struct NETWEFT_HIDDEN qxLog::Holder {
   constexpr Holder() noexcept : log() {}
   ~Holder() {}
   union {

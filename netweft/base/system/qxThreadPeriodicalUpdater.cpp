@@ -7,7 +7,7 @@
 
 namespace qx {
 
-struct qxThreadPeriodicalUpdater::State {
+struct NETWEFT_HIDDEN qxThreadPeriodicalUpdater::State {
   explicit State(unsigned int seconds) : period(std::max(seconds, 1U)) {}
 
   /// False when it is time to end.

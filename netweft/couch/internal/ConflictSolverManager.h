@@ -13,7 +13,7 @@ namespace qx::couch {
 ///   no request -> (one waits) -> read the view -> (documents) -> wait for the workers -> read the view ...
 ///                                              -> (nothing)   -> finished: 1
 ///   cancelled, or any error before             -> drop the jobs, wait for the workers -> finished: 0
-class ConflictSolver::Manager {
+class NETWEFT_HIDDEN ConflictSolver::Manager {
  public:
   explicit Manager(State& state) : mState(state) {}
 

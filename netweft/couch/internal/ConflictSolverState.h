@@ -11,7 +11,7 @@ namespace qx::couch {
 
 /// What a solver is. Two locks, always taken in this order: the request mutex, then the job mutex, which is the pool's.
 /// The callers take the first alone, the workers the second alone.
-struct ConflictSolver::State {
+struct NETWEFT_HIDDEN ConflictSolver::State {
   State(uint64 givenViewLimit, uint64 givenWorkerBatch)
       : viewLimit(givenViewLimit), workerBatch(std::max<uint64>(givenWorkerBatch, 1)) {}
 

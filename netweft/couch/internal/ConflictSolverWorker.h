@@ -6,7 +6,7 @@
 namespace qx::couch {
 
 /// A worker of the solver: takes a batch of documents, settles each, and posts the entries of all of them at once.
-class ConflictSolver::Worker final : public impl::WorkerThread {
+class NETWEFT_HIDDEN ConflictSolver::Worker final : public impl::WorkerThread {
  public:
   explicit Worker(State& state) : WorkerThread(state.pool, "nw-couch-merge"), mState(state) {}
 

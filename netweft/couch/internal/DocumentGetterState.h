@@ -8,7 +8,7 @@
 
 namespace qx::couch {
 
-struct MultiThreadedDocumentGetter::State {
+struct NETWEFT_HIDDEN MultiThreadedDocumentGetter::State {
   using ThreadDataCallbacks = impl::ThreadDataCallbacks<MultiThreadedDocumentGetter>;
 
   struct Settings {

@@ -7,7 +7,7 @@
 namespace qx::couch {
 
 /// A worker of the getter: one connection for its whole life, one request for each batch.
-class MultiThreadedDocumentGetter::Worker final : public impl::WorkerThread {
+class NETWEFT_HIDDEN MultiThreadedDocumentGetter::Worker final : public impl::WorkerThread {
  public:
   Worker(MultiThreadedDocumentGetter& getter, State& state);
 

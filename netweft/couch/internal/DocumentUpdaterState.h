@@ -7,7 +7,7 @@
 namespace qx::couch {
 
 /// What an updater is. Constant while the getter's threads run, but for `count`.
-struct MultiThreadedDocumentUpdater::State {
+struct NETWEFT_HIDDEN MultiThreadedDocumentUpdater::State {
   State(const CouchConnectionParameters& givenServer, const string& db, UpdateCallback givenUpdate,
         CreateThreadDataCallback givenCreate, DeleteThreadDataCallback givenDestroy, void* givenUserData,
         uint64 givenBatchSize)
@@ -36,7 +36,7 @@ struct MultiThreadedDocumentUpdater::State {
 };
 
 /// What a reading thread of the updater keeps: the body of its next post, and the host's own data.
-struct MultiThreadedDocumentUpdater::ThreadData {
+struct NETWEFT_HIDDEN MultiThreadedDocumentUpdater::ThreadData {
   ThreadData() : docs(&batch["docs"].editList()) {}
   ThreadData(const ThreadData&) = delete;
   ThreadData& operator=(const ThreadData&) = delete;

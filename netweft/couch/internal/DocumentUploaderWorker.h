@@ -6,7 +6,7 @@
 namespace qx::couch {
 
 /// A worker of the uploader: one connection for its whole life, one post for each batch.
-class MultiThreadedDocumentUploader::Worker final : public impl::WorkerThread {
+class NETWEFT_HIDDEN MultiThreadedDocumentUploader::Worker final : public impl::WorkerThread {
  public:
   explicit Worker(State& state);
 

@@ -6,7 +6,7 @@
 
 namespace qx::elasticsearch {
 
-struct MultiThreadedDocumentGetter::State {
+struct NETWEFT_HIDDEN MultiThreadedDocumentGetter::State {
   using ThreadDataCallbacks = impl::ThreadDataCallbacks<MultiThreadedDocumentGetter>;
 
   struct Settings {

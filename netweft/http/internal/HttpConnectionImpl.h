@@ -12,7 +12,7 @@ namespace qx::http {
 
 /// The connection's record. libcurl's handle points into it (error text, debug capture): it never moves, and closes the
 /// handle before anything else goes.
-struct HttpConnection::HttpConnectionImpl {
+struct NETWEFT_HIDDEN HttpConnection::HttpConnectionImpl {
   HttpProxyFinder proxyFinder;
   ConnectionParameters parameters;
   list<string> commonHeaders;

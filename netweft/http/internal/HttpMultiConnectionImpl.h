@@ -5,7 +5,7 @@
 namespace qx::http {
 
 /// The pump behind `HttpMultiConnection`: the slots, the queue, and the multi handle that the slots' handles run under.
-struct HttpMultiConnection::HttpMultiConnectionImpl {
+struct NETWEFT_HIDDEN HttpMultiConnection::HttpMultiConnectionImpl {
   HttpMultiConnectionImpl(HttpMultiConnection& multiConnection, int slotCount);
   HttpMultiConnectionImpl(const HttpMultiConnectionImpl&) = delete;
   HttpMultiConnectionImpl& operator=(const HttpMultiConnectionImpl&) = delete;

@@ -14,7 +14,7 @@ struct DbEntry;
 ///
 /// One thread. The manager's lock is held to reconcile, open and drain, and not for the health check, for the wait
 /// for cancelled Workers, nor while the feeds run.
-class CouchToEsRiverManager::ControlLoop {
+class NETWEFT_HIDDEN CouchToEsRiverManager::ControlLoop {
  public:
   /// Both must outlive the loop.
   ControlLoop(CouchToEsRiverManager& manager, State& state);

@@ -14,7 +14,7 @@ namespace qx::couch {
 /// batch. It repeats: a failure sets 0 and the control thread sets 1 again, and a database removed and added again
 /// starts at 1. So every change of a generation, and every restart of a feed, also draws an *epoch*, from one counter
 /// that never repeats: a batch may go on only while its entry still has the epoch that it was taken at.
-struct CouchToEsRiverManager::State {
+struct NETWEFT_HIDDEN CouchToEsRiverManager::State {
   explicit State(RiverParameters&& given) : parameters(std::move(given)) {}
 
   // Constant after construction.

@@ -16,7 +16,7 @@ struct HttpBundle;
 ///
 /// The manager's lock is held only to take a batch, to put records back, to change the phase and to release; no request
 /// runs under it. An exception on this thread fails the batch in hand.
-class CouchToEsRiverManager::Worker final : public qxThread {
+class NETWEFT_HIDDEN CouchToEsRiverManager::Worker final : public qxThread {
  public:
   /// `state` must outlive the Worker. `number` counts from 1 and stands in log lines.
   Worker(State& state, uint32 number);

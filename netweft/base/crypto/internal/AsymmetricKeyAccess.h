@@ -8,7 +8,7 @@ namespace qx {
 
 /// A key's half that only this folder sees. Null until a constructor has accepted the key. Its EVP_PKEY is constant
 /// from then on and may be used by several threads.
-struct AsymmetricKey::Handle {
+struct NETWEFT_HIDDEN AsymmetricKey::Handle {
   impl::EvpPkeyPtr pkey;
   impl::KeyContexts contexts;
 };
