@@ -9,6 +9,7 @@ namespace qx::test {
 namespace {
 
 using testing::HasSubstr;
+using testing::IsEmpty;
 
 /// Requests through a real proxy.
 class HttpConnectionProxyTest : public ConnectionFixture {
@@ -144,16 +145,68 @@ TEST_F(HttpConnectionProxyTest, EachRequestAsksAnew) {
   EXPECT_TRUE(isProxied(1));
 }
 
-TEST_F(HttpConnectionProxyTest, AScriptFromTheNetworkNamesTheProxy) {
-  if (!IsPacSupported()) GTEST_SKIP() << kNoPacSupport;
-  const TinyProxy proxy;
-  ScriptedServer script([&proxy](const Request&) {
-    return Reply::Http(200, "function FindProxyForURL(url, host) { return 'PROXY " + proxy.getUrl().substr(7) + "'; }");
-  });
-  environment.set("http_proxy", "pac+" + script.getUrl("/proxy.pac"));
+TEST_F(HttpConnectionProxyTest, AnAutomaticProxyThatIsNotThereFailsTheRequest) {
+  const RefusingPort port;
+  environment.set("http_proxy", port.getUrl());
   useAutomatic();
+  EXPECT_FALSE(get(root(), "", 200));
+  EXPECT_THAT(connection.getLastErrorMsg(), HasSubstr("Curl error : 7 "));
+  EXPECT_THAT(server.getRequests(), IsEmpty());
+}
+
+/// A proxy script served over HTTP, as a network would serve it.
+class ProxyScriptTest : public HttpConnectionProxyTest {
+ protected:
+  void SetUp() override {
+    HttpConnectionProxyTest::SetUp();
+    if (!IsPacSupported()) GTEST_SKIP() << kNoPacSupport;
+  }
+
+  void useScriptThatReturns(const string& answer) {
+    script = "function FindProxyForURL(url, host) { return '" + answer + "'; }";
+    environment.set("http_proxy", "pac+" + scriptServer.getUrl("/proxy.pac"));
+    useAutomatic();
+  }
+
+  static string getHostAndPort(const TinyProxy& proxy) { return proxy.getUrl().substr(string("http://").size()); }
+
+  string script;
+  ScriptedServer scriptServer{[this](const Request&) { return Reply::Http(200, script); }};
+};
+
+TEST_F(ProxyScriptTest, TheScriptNamesTheProxy) {
+  const TinyProxy proxy;
+  useScriptThatReturns("PROXY " + getHostAndPort(proxy));
   EXPECT_TRUE(get(root(), "", 200));
   EXPECT_TRUE(isProxied());
+}
+
+TEST_F(ProxyScriptTest, ADirectAnswerIsADirectConnection) {
+  useScriptThatReturns("DIRECT");
+  EXPECT_TRUE(get(root(), "", 200));
+  EXPECT_FALSE(isProxied());
+}
+
+TEST_F(ProxyScriptTest, OfAListTheFirstProxyIsUsed) {
+  const TinyProxy proxy;
+  useScriptThatReturns("PROXY " + getHostAndPort(proxy) + "; PROXY 127.0.0.1:1; DIRECT");
+  EXPECT_TRUE(get(root(), "", 200));
+  EXPECT_TRUE(isProxied());
+}
+
+TEST_F(ProxyScriptTest, AProxyOfTheScriptThatIsNotThereFailsTheRequest) {
+  const RefusingPort port;
+  useScriptThatReturns("PROXY " + port.getUrl().substr(string("http://").size()) + "; DIRECT");
+  EXPECT_FALSE(get(root(), "", 200));
+  EXPECT_THAT(server.getRequests(), IsEmpty());
+}
+
+TEST_F(ProxyScriptTest, AScriptThatCannotBeHadLeavesADirectConnection) {
+  const RefusingPort port;
+  environment.set("http_proxy", "pac+" + port.getUrl() + "/proxy.pac");
+  useAutomatic();
+  EXPECT_TRUE(get(root(), "", 200));
+  EXPECT_FALSE(isProxied());
 }
 
 }  // namespace
