@@ -1,12 +1,13 @@
-#include "fuzz/couch/CutInput.h"
-#include "netweft/base/system/qxLog.h"
+#include "fuzz/Input.h"
+#include "fuzz/Pieces.h"
+#include "fuzz/Target.h"
 #include "netweft/couch/internal/FeedReader.h"
 
 #include <stdexcept>
 
 /// A feed, however it is cut, gives the same messages up to the one that ends it. Heartbeats aside: how many of those
 /// there are is a matter of the pieces. Lines behind the one that ends a feed are seen only when they came in the same
-/// piece.
+/// piece. The first byte chooses the kind of feed, the second where to cut.
 namespace qx::fuzz {
 namespace {
 
@@ -33,7 +34,7 @@ void RecordMessage(ChangesListener::CallbackMsg msg, const ChangesListener::Call
       msg == ChangesListener::CM_ListenStopedDueToError || msg == ChangesListener::CM_ListenStopedDbMissing;
 }
 
-Outcome Read(const string& db, const vector<std::string_view>& pieces) {
+Outcome Read(const string& db, const Pieces& pieces) {
   Outcome outcome;
   DbListenRecord record(db, 0, RecordMessage, &outcome, ChangesListener::RC_ChangesOnly, 30, 1);
   record.state = couch::LS_Listening;
@@ -47,16 +48,14 @@ Outcome Read(const string& db, const vector<std::string_view>& pieces) {
   return outcome;
 }
 
+void CheckFeed(std::string_view bytes) {
+  Input input(bytes);
+  const string db = input.takeByte() % 2 == 0 ? "db" : "";
+  const unsigned char cut = input.takeByte();
+  RequireSameInPieces(input.takeRest(), cut, [&db](const Pieces& pieces) { return Read(db, pieces); });
+}
+
+const Target sTarget("couch_feed", CheckFeed);
+
 }  // namespace
 }  // namespace qx::fuzz
-
-extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) {
-  using namespace qx::fuzz;
-  qx::qxLog::editPtr()->enableErrors(false);
-  const CutInput input(data, size);
-  const qx::string db = input.choice % 2 == 0 ? "db" : "";
-  const Outcome whole = Read(db, input.asOnePiece());
-  Require(Read(db, input.asTwoPieces()) == whole, "a feed in two pieces gives the messages of the whole");
-  Require(Read(db, input.asSingleBytes()) == whole, "a feed byte by byte gives the messages of the whole");
-  return 0;
-}

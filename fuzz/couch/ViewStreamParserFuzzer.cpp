@@ -1,26 +1,31 @@
-#include "fuzz/couch/CutInput.h"
-#include "netweft/base/system/qxLog.h"
 #include "netweft/couch/internal/ViewStreamParser.h"
 
-/// A view's response, however it is cut, gives the same rows and ends the same way.
+#include "fuzz/Input.h"
+#include "fuzz/Pieces.h"
+#include "fuzz/Target.h"
+
+/// A view's response, however it is cut, gives the same rows and ends the same way. The first byte chooses how many
+/// rows the callback takes, the second where to cut.
 namespace qx::fuzz {
 namespace {
 
 struct Outcome {
   bool operator==(const Outcome& other) const = default;
 
+  size_t wanted = 0;
   vector<string> rows;
   bool isComplete = true;
 };
 
 bool RecordRow(const string& id, qxVariant& key, qxVariant& value, void* userData) {
-  vector<string>& rows = static_cast<Outcome*>(userData)->rows;
-  rows.push_back(id + "|" + key.toString() + "|" + value.toString());
-  return rows.size() < 50;
+  Outcome& outcome = *static_cast<Outcome*>(userData);
+  outcome.rows.push_back(id + "|" + key.toString() + "|" + value.toString());
+  return outcome.rows.size() < outcome.wanted;
 }
 
-Outcome Scan(const vector<std::string_view>& pieces) {
+Outcome Scan(size_t wanted, const Pieces& pieces) {
   Outcome outcome;
+  outcome.wanted = wanted;
   couch::ViewStreamParser parser(RecordRow, &outcome, nullptr);
   for (const std::string_view piece : pieces) {
     outcome.isComplete = parser.scan(piece.data(), piece.size());
@@ -29,15 +34,14 @@ Outcome Scan(const vector<std::string_view>& pieces) {
   return outcome;
 }
 
+void CheckView(std::string_view bytes) {
+  Input input(bytes);
+  const size_t wanted = input.takeByte();
+  const unsigned char cut = input.takeByte();
+  RequireSameInPieces(input.takeRest(), cut, [wanted](const Pieces& pieces) { return Scan(wanted, pieces); });
+}
+
+const Target sTarget("couch_view", CheckView);
+
 }  // namespace
 }  // namespace qx::fuzz
-
-extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) {
-  using namespace qx::fuzz;
-  qx::qxLog::editPtr()->enableErrors(false);
-  const CutInput input(data, size);
-  const Outcome whole = Scan(input.asOnePiece());
-  Require(Scan(input.asTwoPieces()) == whole, "a view in two pieces gives the rows of the whole");
-  Require(Scan(input.asSingleBytes()) == whole, "a view byte by byte gives the rows of the whole");
-  return 0;
-}

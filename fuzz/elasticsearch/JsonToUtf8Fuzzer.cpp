@@ -1,32 +1,45 @@
-// Any bytes: the conversion must stay inside its buffers, give the same in place as from one buffer to another, and
-// give valid UTF-8 that is no longer than its source.
-
 #include "netweft/elasticsearch/internal/JsonToUtf8.h"
+
+#include "fuzz/Require.h"
+#include "fuzz/Target.h"
 
 #include <utf8.h>
 
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
+/// The text behind a JSON string is valid UTF-8, no longer than its source, and the same whether it is written over the
+/// source or beside it.
+namespace qx::fuzz {
+namespace {
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  using qx::elasticsearch::json_to_utf8;
-  const std::vector<char> text(data, data + size);
-  std::vector<char> out(size);
-  std::string error;
-  const char* end = json_to_utf8(text.data(), text.data() + size, out.data(), out.data() + size, &error);
+struct Conversion {
+  bool operator==(const Conversion& other) const = default;
 
-  std::vector<char> inPlace = text;
-  std::string inPlaceError;
-  const char* inPlaceEnd =
-      json_to_utf8(inPlace.data(), inPlace.data() + size, inPlace.data(), inPlace.data() + size, &inPlaceError);
+  bool isGood = false;
+  string text;
+  string error;
+};
 
-  if (error != inPlaceError || (end == nullptr && size != 0) != !error.empty()) std::abort();
-  if (end == nullptr || inPlaceEnd == nullptr) return 0;
-  if (std::string(const_cast<const char*>(out.data()), end) !=
-      std::string(const_cast<const char*>(inPlace.data()), inPlaceEnd)) {
-    std::abort();
-  }
-  if (!utf8::is_valid(const_cast<const char*>(out.data()), end)) std::abort();
-  return 0;
+/// `target` is as long as the text, and may be where the text is.
+Conversion Convert(const vector<char>& text, vector<char>& target) {
+  Conversion result;
+  const char* begin = target.data();
+  const char* end = elasticsearch::json_to_utf8(text.data(), text.data() + text.size(), target.data(),
+                                                target.data() + target.size(), &result.error);
+  result.isGood = end != nullptr || text.empty();
+  if (end != nullptr) result.text.assign(begin, end);
+  return result;
 }
+
+void CheckText(std::string_view bytes) {
+  const vector<char> text(bytes.begin(), bytes.end());
+  vector<char> beside(text.size());
+  vector<char> over = text;
+  const Conversion result = Convert(text, beside);
+  Require(Convert(over, over) == result, "a text may be converted in its own place");
+  Require(result.isGood == result.error.empty(), "a failure has a reason");
+  Require(utf8::is_valid(result.text.begin(), result.text.end()), "what is converted is UTF-8");
+}
+
+const Target sTarget("json_to_utf8", CheckText);
+
+}  // namespace
+}  // namespace qx::fuzz

@@ -1,18 +1,37 @@
-// Any bytes, in one piece, one byte at a time and cut once: the parser must not crash, and where it is cut must make no
-// difference. The first byte of the input chooses the cut.
-
+#include "fuzz/Input.h"
+#include "fuzz/Pieces.h"
+#include "fuzz/Require.h"
+#include "fuzz/Target.h"
+#include "netweft/elasticsearch/internal/WorkerResultParser.h"
 #include "tests/elasticsearch/RecordingParser.h"
 
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
+/// A search's reply gives the same hits and the same end wherever it is cut, and a batch of identifiers gets each of
+/// them once at most. The first byte chooses where to cut.
+namespace qx::fuzz {
+namespace {
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  using namespace qx::elasticsearch::test;
-  if (size == 0) return 0;
-  const std::string_view reply(reinterpret_cast<const char*>(data) + 1, size - 1);
-  const Reading whole = Read(reply);
-  if (ReadCutAt(reply, reply.size() * data[0] / 256) != whole) std::abort();
-  if (ReadByteByByte(reply) != whole) std::abort();
-  return 0;
+using namespace elasticsearch;
+
+void CheckBatch(std::string_view reply) {
+  const map<string, string> asked = {{"1", ""}, {"a/1", ""}};
+  map<string, string> batch = asked;
+  map<string, int> received;
+  WorkerResultParser(batch, [&](const string& id, const string&) { ++received[id]; }).read(string(reply));
+  for (const auto& [id, times] : received) {
+    Require(asked.contains(id) && !batch.contains(id), "only what was asked for is received, and leaves the batch");
+    Require(times == 1, "what was asked for is received once");
+  }
 }
+
+void CheckReply(std::string_view bytes) {
+  Input input(bytes);
+  const unsigned char cut = input.takeByte();
+  const std::string_view reply = input.takeRest();
+  RequireSameInPieces(reply, cut, test::ReadChunks);
+  CheckBatch(reply);
+}
+
+const Target sTarget("search_result", CheckReply);
+
+}  // namespace
+}  // namespace qx::fuzz

@@ -1,62 +1,60 @@
+#include "fuzz/Require.h"
+#include "fuzz/Target.h"
 #include "netweft/base/json/Json2Variant.h"
 #include "netweft/base/json/JsonStreamer.h"
 #include "tests/base/JsonOracle.h"
 
-#include <cstdint>
-#include <cstdlib>
-
-/// Any bytes as a JSON text, and as a text to be escaped. Run: json_fuzzer <new corpus folder> fuzz/json/corpus
+/// Any bytes as a JSON text, and as a text to be escaped.
+namespace qx::fuzz {
 namespace {
 
-using qx::json::Json2Variant;
-using qx::json::JsonStreamer;
-
-void Demand(bool holds) {
-  if (!holds) std::abort();
-}
+using json::Json2Variant;
+using json::JsonStreamer;
 
 template <class Container>
-std::string Written(const Container& container, bool pretty) {
-  std::string text;
-  Demand(Json2Variant::Convert(container, text, pretty));
+string Write(const Container& container, bool pretty) {
+  string text;
+  Require(Json2Variant::Convert(container, text, pretty), "what was read can be written");
   return text;
 }
 
-/// What was read is written no longer than its own compact form, reads back as an equal value, and is written the same
-/// way again.
 template <class Container>
-bool ReadsAndWrites(const std::string& text) {
+void CheckRoundTrip(const Container& container, const string& written, bool pretty) {
+  const string source = Write(container, pretty);
+  Container again;
+  Require(Json2Variant::Convert(source.data(), source.size(), again), "what was written can be read");
+  Require(again == container, "what was written is read as an equal value");
+  Require(Write(again, false) == written, "what was read again is written the same way");
+}
+
+template <class Container>
+bool Read(const string& text) {
   Container container;
   if (!Json2Variant::Convert(text.data(), text.size(), container)) return false;
-  const std::string written = Written(container, false);
-  Demand(written.size() <= jsonoracle::Compacted(text).size());
-  Demand(jsonoracle::IsValid(written));
-  for (const bool pretty : {false, true}) {
-    const std::string source = Written(container, pretty);
-    Container again;
-    Demand(Json2Variant::Convert(source.data(), source.size(), again));
-    Demand(again == container);
-    Demand(Written(again, false) == written);
-  }
+  const string written = Write(container, false);
+  Require(jsonoracle::IsValid(written), "what is written is JSON");
+  Require(written.size() <= jsonoracle::Compacted(text).size(), "what is written is no longer than what was read");
+  for (const bool pretty : {false, true}) CheckRoundTrip(container, written, pretty);
   return true;
 }
 
-/// What is escaped is a valid string that is escaped the same way when it has been read.
-void Escapes(const std::string& text) {
-  const std::string escaped = JsonStreamer::ConvertToJsonString(text);
-  Demand(JsonStreamer::ConvertToJsonStringSize(text) == escaped.size());
-  const std::string list = "[\"" + escaped + "\"]";
-  qx::qxVariantListImpl read;
-  Demand(Json2Variant::Convert(list.data(), list.size(), read));
-  Demand(JsonStreamer::ConvertToJsonString(read[0].getString()) == escaped);
+void CheckEscaping(const string& text) {
+  const string escaped = JsonStreamer::ConvertToJsonString(text);
+  Require(JsonStreamer::ConvertToJsonStringSize(text) == escaped.size(), "the size of an escaped text is known before");
+  const string list = "[\"" + escaped + "\"]";
+  qxVariantListImpl read;
+  Require(Json2Variant::Convert(list.data(), list.size(), read), "an escaped text is a JSON string");
+  Require(JsonStreamer::ConvertToJsonString(read[0].getString()) == escaped, "it is escaped the same way again");
 }
+
+void CheckText(std::string_view bytes) {
+  const string text(bytes);
+  const bool isRead = Read<qxVariantMapImpl>(text) || Read<qxVariantListImpl>(text);
+  Require(isRead == jsonoracle::IsValid(text), "exactly what is JSON is read");
+  CheckEscaping(text);
+}
+
+const Target sTarget("json", CheckText);
 
 }  // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  const std::string text(data, data + size);
-  const bool read = ReadsAndWrites<qx::qxVariantMapImpl>(text) || ReadsAndWrites<qx::qxVariantListImpl>(text);
-  Demand(read == jsonoracle::IsValid(text));
-  Escapes(text);
-  return 0;
-}
+}  // namespace qx::fuzz
