@@ -2,7 +2,7 @@
 // throwing the answers away, once reading them with the library's JSON reader. Arguments: threads, and how long the
 // server thinks about each request in milliseconds.
 #include "benchmarks/parallel/BareClient.h"
-#include "benchmarks/parallel/StubServer.h"
+#include "benchmarks/support/StubServer.h"
 #include "netweft/base/json/Json2Variant.h"
 #include "netweft/couch/MultiThreadedDocumentGetter.h"
 #include "netweft/elasticsearch/MultiThreadedDocumentGetter.h"

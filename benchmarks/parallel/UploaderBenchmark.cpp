@@ -3,7 +3,7 @@
 // them over, which costs a change of threads and another core's cache for each. A body is made by copying a ready one.
 // Arguments: threads, and how long the server thinks about each post in milliseconds.
 #include "benchmarks/parallel/BareClient.h"
-#include "benchmarks/parallel/StubServer.h"
+#include "benchmarks/support/StubServer.h"
 #include "netweft/couch/MultiThreadedDocumentUploader.h"
 
 #include <benchmark/benchmark.h>

@@ -9,7 +9,7 @@
 
 namespace qx::bench {
 
-/// An HTTP server on loopback with a thread for each connection, that answers POST requests as fast as it can, or as
+/// An HTTP server on loopback with a thread for each connection, that answers requests as fast as it can, or as
 /// slowly as a server thinks. The peer of both sides of a comparison.
 class StubServer {
  public:

@@ -1,4 +1,4 @@
-#include "benchmarks/parallel/StubServer.h"
+#include "benchmarks/support/StubServer.h"
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -21,9 +21,9 @@ bool ReadRequest(int socket, string& received, string& body) {
   string room(65'536, ' ');
   while (true) {
     const size_t head = received.find("\r\n\r\n");
-    const size_t length = received.find(sLength);
-    if (head != string::npos && length < head) {
-      const size_t size = std::strtoul(received.c_str() + length + 16, nullptr, 10);
+    if (head != string::npos) {
+      const size_t length = received.find(sLength);
+      const size_t size = length < head ? std::strtoul(received.c_str() + length + 16, nullptr, 10) : 0;
       if (received.size() >= head + 4 + size) {
         body = received.substr(head + 4, size);
         received.erase(0, head + 4 + size);
