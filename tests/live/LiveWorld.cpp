@@ -8,6 +8,7 @@
 #include "netweft/http/HttpHelpers.h"
 
 #include <atomic>
+#include <cstdlib>
 #include <iostream>
 
 namespace qx::test {
@@ -98,6 +99,19 @@ bool LiveWorld::remove(const string& dbName, const string& id) {
   return request("DELETE", url, "") == 200;
 }
 
+void LiveWorld::disturbOne(const string& dbName, MixedDocuments& documents, uint64 count) {
+  const uint64 number = documents.below(count);
+  const string rev = revisionOf(dbName, MixedDocuments::id(number));
+  if (rev.empty()) {
+    bulkDocs(dbName, "[" + documents.make(number) + "]");
+  } else if (documents.below(3) == 0) {
+    bulkDocs(dbName,
+             "[{\"_id\":\"" + MixedDocuments::escapedId(number) + "\",\"_rev\":\"" + rev + "\",\"_deleted\":true}]");
+  } else {
+    bulkDocs(dbName, "[" + documents.make(number, ",\"_rev\":\"" + rev + "\"") + "]");
+  }
+}
+
 uint64 LiveWorld::updateSeq(const string& dbName) {
   string reply;
   request("GET", couch().getUrl() + "/" + Quoted(dbName), "", &reply);
@@ -153,7 +167,16 @@ bool LiveWorld::waitInSync(couch::CouchToEsRiverManager& river, const string& db
 
 bool LiveWorld::isSame(const string& dbName, const string& indexName, const vector<string>& options) {
   request("POST", es().getUrl() + "/" + indexName + "/_refresh", "");
-  vector<string> command = {"node", NETWEFT_SOURCE_DIR "/servers/compare.mjs", couch().getUrl() + "/" + Quoted(dbName),
+  return compare("servers/compare.mjs", dbName, indexName, options);
+}
+
+bool LiveWorld::holdsWhatItSays(const string& dbName, const string& indexName) {
+  return compare("tests/live/stored-sequence.mjs", dbName, indexName, {});
+}
+
+bool LiveWorld::compare(const string& program, const string& dbName, const string& indexName,
+                        const vector<string>& options) {
+  vector<string> command = {"node", NETWEFT_SOURCE_DIR "/" + program, couch().getUrl() + "/" + Quoted(dbName),
                             es().getUrl() + "/" + indexName};
   command.insert(command.end(), options.begin(), options.end());
   ChildProcess comparison(command);
@@ -167,6 +190,18 @@ bool LiveWorld::isSame(const string& dbName, const string& indexName, const vect
 bool LiveWorld::becomesSame(const string& dbName, const string& indexName, const vector<string>& options,
                             int timeoutSec) {
   return waitFor([&] { return isSame(dbName, indexName, options); }, timeoutSec);
+}
+
+unsigned ChaosSeed() {
+  const char* given = std::getenv("NETWEFT_CHAOS_SEED");
+  const unsigned seed = given != nullptr ? static_cast<unsigned>(std::atoll(given)) : std::random_device()();
+  std::cout << "NETWEFT_CHAOS_SEED=" << seed << std::endl;
+  return seed;
+}
+
+uint64 NumberFromEnvironment(const char* name, uint64 otherwise) {
+  const char* given = std::getenv(name);
+  return given != nullptr ? static_cast<uint64>(std::atoll(given)) : otherwise;
 }
 
 uint64 LoadSize() {

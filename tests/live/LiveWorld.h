@@ -2,6 +2,7 @@
 
 #include "netweft/river/CouchToEsRiverManager.h"
 #include "tests/live/LiveServer.h"
+#include "tests/live/MixedDocuments.h"
 
 #include <gtest/gtest.h>
 
@@ -34,6 +35,8 @@ class LiveWorld : public testing::Test {
   static qxVariantListImpl bulkDocs(const string& dbName, const string& documents, bool newEdits = true);
   static string revisionOf(const string& dbName, const string& id);
   static bool remove(const string& dbName, const string& id);
+  /// Changes one random document of the first `count`: an update, a deletion or a recreation.
+  static void disturbOne(const string& dbName, MixedDocuments& documents, uint64 count);
   static uint64 updateSeq(const string& dbName);
   static uint64 countIn(const string& indexName);
 
@@ -50,14 +53,27 @@ class LiveWorld : public testing::Test {
   /// True when the index holds what the database holds, by a comparison that knows nothing of the library; otherwise
   /// the differences are printed. `options` go to servers/compare.mjs.
   static bool isSame(const string& dbName, const string& indexName, const vector<string>& options = {});
-  /// The same, asked until it is true or time is over.
+  /// True when the index shows, without a refresh by this question, every change up to the sequence that is stored in
+  /// it; otherwise what it lacks is printed. For indexes of at most 10,000 documents that no filter thins out.
+  static bool holdsWhatItSays(const string& dbName, const string& indexName);
+  /// `isSame`, asked until it is true or time is over.
   static bool becomesSame(const string& dbName, const string& indexName, const vector<string>& options = {},
                           int timeoutSec = 120);
+
+  // Runs a program that compares the two and prints what differs.
+  static bool compare(const string& program, const string& dbName, const string& indexName,
+                      const vector<string>& options);
 
   // For fixtures that start one of them alone.
   static unique_ptr<LiveServer> sCouch;
   static unique_ptr<LiveServer> sEs;
 };
+
+/// Of the random choices of a test: NETWEFT_CHAOS_SEED when that is set, else a new one. Prints it, so that a run can
+/// be had again, as far as threads and servers let it.
+unsigned ChaosSeed();
+
+uint64 NumberFromEnvironment(const char* name, uint64 otherwise);
 
 /// How many documents a load test writes: fewer in a build with a sanitizer, which is many times slower.
 uint64 LoadSize();

@@ -1,42 +1,15 @@
 #include "netweft/base/system/qxFlag.h"
 #include "tests/live/LiveWorld.h"
 #include "tests/live/MixedDocuments.h"
+#include "tests/live/Writers.h"
 
 #include <atomic>
 #include <csignal>
-#include <functional>
-#include <thread>
 
 namespace qx::test {
 namespace {
 
 using couch::CouchToEsRiverManager;
-
-/// Writes to a database as a host's users would, until it is told to stop.
-class Writers {
- public:
-  using Action = std::function<void(MixedDocuments&)>;
-
-  Writers(int count, Action action) {
-    for (int i = 0; i < count; ++i) {
-      mThreads.emplace_back([this, i, action] {
-        MixedDocuments documents(static_cast<unsigned>(1000 + i));
-        while (!mStop) action(documents);
-      });
-    }
-  }
-  ~Writers() { stop(); }
-
-  void stop() {
-    mStop = true;
-    for (std::thread& thread : mThreads) thread.join();
-    mThreads.clear();
-  }
-
- private:
-  std::atomic<bool> mStop{false};
-  vector<std::thread> mThreads;
-};
 
 class RiverLoadTest : public LiveWorld {
  protected:
@@ -51,20 +24,6 @@ class RiverLoadTest : public LiveWorld {
     MixedDocuments documents(7);
     for (uint64 first = 0; first < count; first += 500) {
       bulkDocs(mDb, documents.makeMany(first, std::min<uint64>(500, count - first)));
-    }
-  }
-
-  /// Changes one random document: an update, a deletion or a recreation.
-  static void disturb(const string& dbName, MixedDocuments& documents, uint64 count) {
-    const uint64 number = documents.below(count);
-    const string rev = revisionOf(dbName, MixedDocuments::id(number));
-    if (rev.empty()) {
-      bulkDocs(dbName, "[" + documents.make(number) + "]");
-    } else if (documents.below(3) == 0) {
-      bulkDocs(dbName,
-               "[{\"_id\":\"" + MixedDocuments::escapedId(number) + "\",\"_rev\":\"" + rev + "\",\"_deleted\":true}]");
-    } else {
-      bulkDocs(dbName, "[" + documents.make(number, ",\"_rev\":\"" + rev + "\"") + "]");
     }
   }
 
@@ -98,7 +57,7 @@ TEST_F(RiverLoadTest, WritersThatRaceTheInitialLoadLoseNothing) {
   CouchToEsRiverManager::Parameters given = parameters();
   given.maxDocsPerBatch = 100;
   CouchToEsRiverManager river(given);
-  Writers writers(2, [&](MixedDocuments& documents) { disturb(mDb, documents, count); });
+  Writers writers(2, [&](MixedDocuments& documents) { disturbOne(mDb, documents, count); });
   river.addIndex(definition(mDb, index));
   ASSERT_TRUE(waitInSync(river, mDb, {index}));
   writers.stop();
@@ -114,7 +73,7 @@ TEST_F(RiverLoadTest, ARiverThatIsKilledAgainAndAgainLosesNothing) {
   MixedDocuments random(99);
   std::atomic<int> written{0};
   Writers writers(1, [&](MixedDocuments& documents) {
-    disturb(mDb, documents, count);
+    disturbOne(mDb, documents, count);
     ++written;
   });
   for (int kill = 0; kill < 20; ++kill) {

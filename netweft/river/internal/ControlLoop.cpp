@@ -1,5 +1,6 @@
 #include "netweft/river/internal/ControlLoop.h"
 
+#include "netweft/base/system/internal/FailPoint.h"
 #include "netweft/base/system/qxFlag.h"
 #include "netweft/base/system/qxLogObject.h"
 #include "netweft/base/system/qxMutexLocker.h"
@@ -161,6 +162,7 @@ bool CouchToEsRiverManager::ControlLoop::open(DbEntry& entry, IndexJob& job) {
   job.seenGeneration = entry.generation;
   job.seenEpoch = entry.epoch;
   job.healthTimer.snapTime();
+  impl::PassFailPoint("feed-opened");
   return true;
 }
 
@@ -177,6 +179,7 @@ void CouchToEsRiverManager::ControlLoop::drain(DbEntry& entry, IndexJob& job) {
     element->seqAndDeleted = newest.seqAndDeleted;
     pending.pop_front();
   }
+  impl::PassFailPoint("changes-queued");
 }
 
 void CouchToEsRiverManager::ControlLoop::checkHealth(IndexJob& job) {

@@ -1,5 +1,6 @@
 #include "netweft/river/internal/DocumentFetch.h"
 
+#include "netweft/base/system/internal/FailPoint.h"
 #include "netweft/base/system/qxFlag.h"
 #include "netweft/base/system/qxLogObject.h"
 #include "netweft/base/system/qxStringUtils.h"
@@ -106,6 +107,7 @@ void OnDocumentFetched(HttpMultiConnection& connection, long status, const strin
                        const qxVariantMapImpl& headers, vector<char>& body, void* context, void* userData) {
   auto& fetch = *static_cast<FetchContext*>(context);
   auto& record = *static_cast<ChangeRecord*>(userData);
+  impl::PassFailPoint("document-fetched");
   switch (status) {
     case 200: return Account(connection, fetch, record, DecideFetched(connection, fetch, record, headers, body));
     case 404: return Account(connection, fetch, record, DecideMissing(record));

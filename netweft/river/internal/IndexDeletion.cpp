@@ -1,5 +1,6 @@
 #include "netweft/river/internal/IndexDeletion.h"
 
+#include "netweft/base/system/internal/FailPoint.h"
 #include "netweft/base/system/qxFlag.h"
 #include "netweft/base/system/qxLogObject.h"
 #include "netweft/base/system/qxThread.h"
@@ -65,7 +66,9 @@ bool DeleteIndex(const string& indexName, http::HttpConnection& connection,
                  const elasticsearch::ESConnectionParameters& es, int timeoutMs, const bool* cancelFlag) {
   if (!RequireConcreteIndexName(indexName) || ReadFlag(cancelFlag)) return false;
   const Url url = es.toUrl(indexName, {});
-  return SendDelete(indexName, connection, url, cancelFlag) && AwaitAbsence(connection, url, timeoutMs, cancelFlag);
+  if (!SendDelete(indexName, connection, url, cancelFlag)) return false;
+  impl::PassFailPoint("deletion-sent");
+  return AwaitAbsence(connection, url, timeoutMs, cancelFlag);
 }
 
 }  // namespace qx::couch

@@ -1,6 +1,7 @@
 #include "netweft/river/internal/IndexOpening.h"
 
 #include "netweft/base/json/Json2Variant.h"
+#include "netweft/base/system/internal/FailPoint.h"
 #include "netweft/base/system/qxFlag.h"
 #include "netweft/base/system/qxLogObject.h"
 #include "netweft/river/internal/CreationDescriptor.h"
@@ -102,23 +103,31 @@ IndexOpening::Verdict IndexOpening::widen(qxVariantMapImpl delta) {
   renewIndexMeta(mDefinition, meta);
   delta["_meta"] = std::move(meta);
   LogDetail(sChannel) << getDbName() << " => update idx '" << mName << "' with mapping " << ToText(delta);
-  if (putMapping(delta).good) return Verdict::Keep;
+  const bool good = putMapping(delta).good;
+  impl::PassFailPoint("index-widened");
+  if (good) return Verdict::Keep;
   if (ReadFlag(mCancelFlag)) return Verdict::Failed;
   LogWarning() << "Fail to update mapping ! " << mConnection.getLastErrorMsg();
   return Verdict::Recreate;
 }
 
 bool IndexOpening::recreate() {
+  impl::PassFailPoint("index-outdated");
   if (!DeleteIndex(mName, mConnection, mEs, sIndexDeletionTimeoutMs, mCancelFlag)) {
     return fail("Fail to drop previous index ");
   }
+  impl::PassFailPoint("index-deleted");
   const qxVariantMapImpl body = buildCreationBody(mDefinition);
   if (!create(body)) return false;
+  impl::PassFailPoint("index-created");
   const JsonReply settings = get("_settings");
   if (!settings.good) return fail("Fail to retrieve index settings ");
   mEntry.creationDescriptor = buildCreationDescriptor(mName, settings.map);
   mDescriptors[mName] = mEntry.creationDescriptor;
-  return storeCreationDescriptor(body.findValuePath("mappings/_doc/_meta", '/')->toMap());
+  impl::PassFailPoint("settings-read");
+  if (!storeCreationDescriptor(body.findValuePath("mappings/_doc/_meta", '/')->toMap())) return false;
+  impl::PassFailPoint("descriptor-stored");
+  return true;
 }
 
 bool IndexOpening::create(const qxVariantMapImpl& body) {

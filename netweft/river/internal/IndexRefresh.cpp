@@ -1,6 +1,7 @@
 #include "netweft/river/internal/IndexRefresh.h"
 
 #include "netweft/base/json/Json2Variant.h"
+#include "netweft/base/system/internal/FailPoint.h"
 #include "netweft/base/system/qxFlag.h"
 #include "netweft/base/system/qxLogObject.h"
 #include "netweft/http/HttpHelpers.h"
@@ -81,8 +82,10 @@ StepResult RefreshIndex(http::HttpConnection& connection, const elasticsearch::E
                         const BatchIndex& index, uint64 sequence, const bool* cancelFlag) {
   const Refresh refresh{connection, es, index, cancelFlag};
   if (const StepResult result = PostRefresh(refresh); result != StepResult::Done) return result;
+  impl::PassFailPoint("index-refreshed");
   qxVariantMapImpl meta;
   if (const StepResult result = ReadMeta(refresh, meta); result != StepResult::Done) return result;
+  impl::PassFailPoint("sequence-read");
   return WriteMeta(refresh, meta, sequence);
 }
 

@@ -1,6 +1,7 @@
 #include "netweft/river/internal/Worker.h"
 
 #include "netweft/base/system/FormatDuration.h"
+#include "netweft/base/system/internal/FailPoint.h"
 #include "netweft/base/system/qxFlag.h"
 #include "netweft/base/system/qxLogObject.h"
 #include "netweft/base/system/qxMutexLocker.h"
@@ -104,6 +105,7 @@ void CouchToEsRiverManager::Worker::serve(RiverBatch& batch) {
 
 StepResult CouchToEsRiverManager::Worker::runBatch(RiverBatch& batch) {
   if (const StepResult result = fetch(batch); result != StepResult::Done) return result;
+  impl::PassFailPoint("batch-fetched");
   if (!takeIndexPhase(batch)) return StepResult::Cancelled;
   uint64 commands = 0;
   if (const StepResult result = generate(batch, commands); result != StepResult::Done) return result;
@@ -114,6 +116,7 @@ StepResult CouchToEsRiverManager::Worker::runBatch(RiverBatch& batch) {
     if (const StepResult result = refresh(batch, sequence); result != StepResult::Done) return result;
   }
   recordProgress(batch, sequence);
+  impl::PassFailPoint("batch-done");
   return StepResult::Done;
 }
 
@@ -176,6 +179,7 @@ StepResult CouchToEsRiverManager::Worker::post(const RiverBatch& batch, uint64 c
     const StepResult result = PostBulk(mBundle->es, mState.parameters.es, batch.indexes[i].name, mBundle->bodies[i],
                                        batch.reservedBytes, &mCancelFlag);
     if (result != StepResult::Done) return result;
+    impl::PassFailPoint("bulk-posted");
   }
   LogDetail(sChannel) << linePrefix(batch) << "index @" << FormatRate(commands, phase.getElapsedMs()) << "cmd/s";
   return StepResult::Done;
@@ -186,6 +190,7 @@ StepResult CouchToEsRiverManager::Worker::refresh(const RiverBatch& batch, uint6
   for (const BatchIndex& index : batch.indexes) {
     const StepResult result = RefreshIndex(mBundle->es, mState.parameters.es, index, sequence, &mCancelFlag);
     if (result != StepResult::Done) return result;
+    impl::PassFailPoint("sequence-stored");
   }
   LogDetail(sChannel) << linePrefix(batch) << "refresh in " << FormatDuration(AtLeastOneMs(phase), 1, false)
                       << ", write seq " << sequence;
