@@ -1,6 +1,7 @@
 #include "netweft/couch/internal/ViewStreamParser.h"
 
 #include "netweft/base/json/Json2Variant.h"
+#include "netweft/base/json/internal/JsonScan.h"
 #include "netweft/base/system/qxFlag.h"
 #include "netweft/base/system/qxLogObject.h"
 
@@ -33,8 +34,10 @@ bool ViewStreamParser::isCanceled() const { return ReadFlag(*cancelFlag); }
 bool ViewStreamParser::scan(const char* data, size_t n) {
   const size_t begin = receiveBuffer.size();
   receiveBuffer.insert(receiveBuffer.end(), data, data + n);
-  for (size_t offset = begin; offset < receiveBuffer.size(); ++offset) {
-    if (!scanByte(offset)) return false;
+  const char* const text = receiveBuffer.data();
+  const char* const end = text + receiveBuffer.size();
+  for (const char* here = skipPlain(text + begin, end); here != end; here = skipPlain(here + 1, end)) {
+    if (!scanByte(*here, static_cast<size_t>(here - text))) return false;
   }
   if (rowStart != 0) {
     receiveBuffer.erase(receiveBuffer.begin(), receiveBuffer.begin() + static_cast<std::ptrdiff_t>(rowStart));
@@ -43,8 +46,12 @@ bool ViewStreamParser::scan(const char* data, size_t n) {
   return true;
 }
 
-bool ViewStreamParser::scanByte(size_t offset) {
-  const char byte = receiveBuffer[offset];
+inline const char* ViewStreamParser::skipPlain(const char* here, const char* end) const noexcept {
+  if (escaped) return here;
+  return inString ? json::FindQuoteOrBackslash(here, end) : json::FindBracketOrQuote(here, end);
+}
+
+inline bool ViewStreamParser::scanByte(char byte, size_t offset) {
   if (escaped) {
     escaped = false;
     return true;

@@ -34,7 +34,9 @@ struct ViewStreamParser {
   http::impl::ExceptionSlot exceptions;  ///< what the callback threw inside the transfer
 
  private:
-  bool scanByte(size_t offset);
+  /// The next byte in [here, end) that changes anything, or `end`.
+  const char* skipPlain(const char* here, const char* end) const noexcept;
+  bool scanByte(char byte, size_t offset);
   bool closeBrace(size_t offset);
   bool deliverRow(size_t end);
   bool reportIncompleteRow(const qxVariantMapImpl& row, const string& text) const;

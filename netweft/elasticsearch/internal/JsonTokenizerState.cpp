@@ -1,5 +1,7 @@
 #include "netweft/elasticsearch/internal/JsonTokenizerState.h"
 
+#include "netweft/base/json/internal/JsonScan.h"
+
 namespace qx::elasticsearch {
 
 namespace {
@@ -27,12 +29,11 @@ void JsonTokenizerState::beginBytes() {
 }
 
 const char* JsonTokenizerState::consumePlain(const char* here, const char* end) {
-  if (!inString || escaped) return here;
-  const char* behind = here;
-  while (behind != end && *behind != '"' && *behind != '\\') ++behind;
+  if (escaped) return here;
+  const char* behind = inString ? json::FindQuoteOrBackslash(here, end) : json::FindStructural(here, end);
   if (behind == here) return here;
   beginBytes();
-  stringEnd = behind;
+  if (inString) stringEnd = behind;
   valueEnd = behind;
   return behind;
 }

@@ -29,8 +29,8 @@ struct JsonTokenizerState {
   void beginChunk(const char* data);
   /// Takes one byte of the chunk. All bytes of a chunk in order.
   void consume(const char* here);
-  /// Takes all bytes from `here` on that only lengthen an open string, and gives the first that does more. The same as
-  /// `consume` for each of them, in a fraction of the time: most of a reply is the inside of strings.
+  /// Takes all bytes from `here` on that only lengthen an open string or value, and gives the first that does more. The
+  /// same as `consume` for each of them, in a fraction of the time: most of a reply is the inside of strings.
   const char* consumePlain(const char* here, const char* end);
   /// Behind the last byte of a chunk.
   void endChunk();

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <array>
+#include <bit>
+
+#if defined(__SSE2__)
+#  include <emmintrin.h>
+#endif
+
+namespace qx::json {
+
+/// The first quote or backslash in [here, end), or `end`: where a run of plain bytes inside a JSON string stops. Many
+/// bytes at a time where the processor can; nothing outside the range is read.
+inline const char* FindQuoteOrBackslash(const char* here, const char* end) noexcept {
+#if defined(__SSE2__)
+  const __m128i quotes = _mm_set1_epi8('"');
+  const __m128i backslashes = _mm_set1_epi8('\\');
+  for (; end - here >= 16; here += 16) {
+    const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(here));
+    const __m128i found = _mm_or_si128(_mm_cmpeq_epi8(block, quotes), _mm_cmpeq_epi8(block, backslashes));
+    const auto mask = static_cast<unsigned int>(_mm_movemask_epi8(found));
+    if (mask != 0) return here + std::countr_zero(mask);
+  }
+#endif
+  while (here != end && *here != '"' && *here != '\\') ++here;
+  return here;
+}
+
+/// The first byte in [here, end) that opens or closes something outside a JSON string, or `end`: a quote, a bracket of
+/// either kind, or a backslash, which no JSON has there. Such runs are short.
+inline const char* FindBracketOrQuote(const char* here, const char* end) noexcept {
+  // With the bit set that tells lower from upper case, "[" is "{" and "]" is "}", and "\\" is "|" between them.
+  const auto isFound = [](char c) { return c == '"' || static_cast<unsigned char>((c | 0x20) - '{') <= 2; };
+  while (here != end && !isFound(*here)) ++here;
+  return here;
+}
+
+/// The same, and stops at a colon and a comma, too.
+inline const char* FindStructural(const char* here, const char* end) noexcept {
+  static constexpr auto sIsStructural = [] {
+    std::array<bool, 256> table{};
+    for (const char c : {'"', '{', '}', '[', ']', ':', ',', '\\'}) table[static_cast<unsigned char>(c)] = true;
+    return table;
+  }();
+  while (here != end && !sIsStructural[static_cast<unsigned char>(*here)]) ++here;
+  return here;
+}
+
+}  // namespace qx::json
