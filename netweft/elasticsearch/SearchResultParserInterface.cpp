@@ -33,6 +33,8 @@ constexpr int32 sHitId = 1;
 constexpr int32 sScrollId = 2;
 constexpr int32 sType = 3;
 
+constexpr std::string_view sTypeKey = "type";
+
 constexpr int32 sDepthReply = 1;
 constexpr int32 sDepthHits = 2;
 constexpr int32 sDepthHit = 3;
@@ -54,35 +56,30 @@ SearchResultParserInterface::~SearchResultParserInterface() = default;
 bool SearchResultParserInterface::addData(const char* data, uint64 size) {
   if (size == 0) return !mErrorFlag;
   mTokenizer->beginChunk(data);
+  mCaptureStart = data;
   const char* end = data + size;
   for (const char* here = data; here != end; ++here) {
     if (mErrorFlag && !mInSource) return false;
-    here = consumePlain(here, end);
+    if (!isCapturingNumber()) here = mTokenizer->consumePlain(here, end);
     if (here == end) break;
     consume(here);
   }
+  flushCapture(end);
   mTokenizer->endChunk();
   return !mErrorFlag;
 }
 
 void SearchResultParserInterface::consume(const char* here) {
   mTokenizer->consume(here);
-  captureNumber(*here);
-  followObjects();
-  followHitList();
-  if (mTokenizer->stringDone) takeString();
-  appendToCapture(*here);
-}
-
-const char* SearchResultParserInterface::consumePlain(const char* here, const char* end) {
-  if (isCapturingNumber()) return here;
-  const char* behind = mTokenizer->consumePlain(here, end);
-  if (string* capture = editCapture()) capture->append(here, behind);
-  return behind;
+  if (isCapturingNumber()) captureNumber(*here);
+  if (mTokenizer->hasChangedDepth()) {
+    followObjects(here);
+    followHitList();
+  }
+  if (mTokenizer->stringDone && !isPlainSourceString()) takeString(here);
 }
 
 void SearchResultParserInterface::captureNumber(char c) {
-  if (!isCapturingNumber()) return;
   switch (c) {
     case ':': mNumberText.clear(); break;
     case ',':
@@ -108,6 +105,12 @@ string* SearchResultParserInterface::editCapture() {
   return mInHighlight ? &mHighlight : nullptr;
 }
 
+// What is captured is appended in runs as long as the chunk allows, and not byte by byte.
+void SearchResultParserInterface::flushCapture(const char* end) {
+  if (string* capture = editCapture()) capture->append(mCaptureStart, end);
+  mCaptureStart = end;
+}
+
 void SearchResultParserInterface::endCapture() {
   if (mInSource) {
     mInSource = false;
@@ -116,15 +119,17 @@ void SearchResultParserInterface::endCapture() {
   }
 }
 
-void SearchResultParserInterface::followObjects() {
-  if (mTokenizer->hasLeft()) return leaveObject();
+void SearchResultParserInterface::followObjects(const char* here) {
+  if (mTokenizer->hasLeft()) return leaveObject(here);
   if (!mTokenizer->hasEntered() || mTokenizer->curlyDepth != sDepthSource) return;
   if (string* capture = editCapture()) capture->clear();
+  mCaptureStart = here;
 }
 
-void SearchResultParserInterface::leaveObject() {
+void SearchResultParserInterface::leaveObject(const char* here) {
   const int32 depth = mTokenizer->curlyDepth;
   if (mHitTag == sInHitsObject && depth == sDepthReply) mHitTag = sOutsideHits;
+  flushCapture(here);
   if (string* capture = editCapture(); capture != nullptr && depth == sDepthHit) {
     *capture += '}';
     endCapture();
@@ -139,8 +144,9 @@ void SearchResultParserInterface::followHitList() {
   if (hasLeftList && mTokenizer->squareDepth == 0 && mHitTag == sInHitsArray) mHitTag = sInHitsObject;
 }
 
-void SearchResultParserInterface::takeString() {
+void SearchResultParserInterface::takeString(const char* here) {
   if (mTokenizer->curlyDepth > sDepthSource) return;
+  flushCapture(here);
   mTokenizer->copyString(mToken);
   bool taken = false;
   switch (mTokenizer->curlyDepth) {
@@ -151,6 +157,11 @@ void SearchResultParserInterface::takeString() {
     default: break;
   }
   if (taken) mToken.clear();
+}
+
+// Inside "_source" one key alone means anything; what stands there may be large, and is not copied a second time.
+bool SearchResultParserInterface::isPlainSourceString() const {
+  return mTokenizer->curlyDepth == sDepthSource && mNextIs != sType && mTokenizer->getStringSize() != sTypeKey.size();
 }
 
 bool SearchResultParserInterface::takeOuterString() {
@@ -197,7 +208,7 @@ bool SearchResultParserInterface::takeSourceString() {
   if (mNextIs == sType) {
     mType = mToken;
     mNextIs = sNothing;
-  } else if (mToken == "type") {
+  } else if (mToken == sTypeKey) {
     mNextIs = sType;
     mType.clear();
   } else {
@@ -219,10 +230,6 @@ void SearchResultParserInterface::takeId() {
     }
   }
   mId.assign(mUnescapeBuffer.begin(), mUnescapeBuffer.end());
-}
-
-void SearchResultParserInterface::appendToCapture(char c) {
-  if (string* capture = editCapture()) *capture += c;
 }
 
 bool SearchResultParserInterface::finish(string* error) {

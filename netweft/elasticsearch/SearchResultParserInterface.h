@@ -55,22 +55,23 @@ class NETWEFT_EXPORT SearchResultParserInterface {
 
  private:
   void consume(const char* here);
-  const char* consumePlain(const char* here, const char* end);
   bool isCapturingNumber() const { return mCaptureNumber && !mInSource && !mInHighlight; }
   void captureNumber(char c);
   void endNumber();
-  void followObjects();
-  void leaveObject();
+  void followObjects(const char* here);
+  void leaveObject(const char* here);
   string* editCapture();
+  void flushCapture(const char* end);
   void endCapture();
   void followHitList();
-  void takeString();
+  void takeString(const char* here);
+  bool isPlainSourceString() const;
   bool takeOuterString();
   bool takeHitString();
   bool takeSourceString();
   void takeId();
-  void appendToCapture(char c);
 
+  const char* mCaptureStart = nullptr;        ///< in the chunk: what follows is captured and not appended yet
   unique_ptr<JsonTokenizerState> mTokenizer;  ///< survives from chunk to chunk
   string mNumberText;                         ///< digits being collected
   string mToken;                              ///< the last finished string
