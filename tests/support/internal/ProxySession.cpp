@@ -19,8 +19,7 @@ void SetNoDelay(tcp::socket& socket) {
 
 ProxySession::ProxySession(asio::io_context& context, shared_ptr<ProxyRecords> records, unique_ptr<ServerStream> client,
                            const FaultyProxyOptions& options)
-    : mContext(context),
-      mRecords(std::move(records)),
+    : mRecords(std::move(records)),
       mClient(std::move(client)),
       mConnecting(context),
       mTarget(options.target),

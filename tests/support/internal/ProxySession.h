@@ -58,7 +58,6 @@ class ProxySession : public std::enable_shared_from_this<ProxySession> {
   /// Nothing more is read or sent, until the connection is dropped.
   void fallSilent();
 
-  asio::io_context& mContext;
   const shared_ptr<ProxyRecords> mRecords;
   const unique_ptr<ServerStream> mClient;
   unique_ptr<ServerStream> mServer;
