@@ -55,6 +55,11 @@ bool FetchCouchDbView(http::HttpConnection& connection, const CouchConnectionPar
     if (!IsWorthRetrying(connection, parser, timer, timeoutMs, viewText)) return false;
     qxThread::msleep(sRetryDelayMs);
   }
+  // A connection that ends within the answer's head, or an answer without a length, looks like the end of a good one.
+  if (callback != nullptr && !parser.ended) {
+    LogError() << "Error while fetching view " << viewName << " of document " << designDoc << " the answer broke off";
+    return false;
+  }
   LogDetail("couchdb") << "Fetch " << parser.rowCount << " doc(s) from view _design/" << designDoc << "/_view/"
                        << viewName << " in " << FormatDuration(timer.getElapsedMs(), 1, true);
   return true;

@@ -8,6 +8,10 @@ namespace qx {
 class Url;
 }
 
+namespace qx::http::impl {
+class JsonPost;
+}
+
 namespace qx::http {
 
 /// The blocking HTTP client: one libcurl easy handle, kept open from request to request together with its TCP and TLS
@@ -54,6 +58,10 @@ class NETWEFT_EXPORT HttpConnection {
   /// `userData` stays the caller's, and the handle forgets it before this returns. Any other data pointer that a
   /// callback sets (for the header function, say) stays on the handle like every option, and must live as long.
   ///
+  /// A connection that ends within the head of an answer, behind the status line, is to libcurl the end of an answer
+  /// without a body, and so to this. Whoever must know gives a header function of his own and looks for the empty line
+  /// that ends a head; `HttpHelpers` does when it is asked for the headers.
+  ///
   /// The time limits of the parameters bound connecting and stalling, not the whole transfer.
   bool getHttpData(const qx::Url& url, const string& expectedType, long expectedReturnCode, SetupCallback callback,
                    void* userData);
@@ -92,6 +100,7 @@ class NETWEFT_EXPORT HttpConnection {
   friend class HttpConnectionLocker;
   friend class HttpConnectionPool;
   friend class HttpHelpers;
+  friend class impl::JsonPost;
   struct HttpConnectionImpl;
 
   bool setupConnection(const qx::Url& url);

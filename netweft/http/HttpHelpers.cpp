@@ -2,6 +2,7 @@
 
 #include "netweft/base/system/qxFlag.h"
 #include "netweft/base/system/qxLogObject.h"
+#include "netweft/http/internal/HttpConnectionImpl.h"
 #include "netweft/http/internal/HttpHelperRequest.h"
 
 namespace qx::http {
@@ -111,6 +112,7 @@ bool HttpHelpers::GenericCall(HttpConnection& connection, const Url& url, HttpRe
   {
     const CallScope scope(connection, parameters);
     isDone = connection.getHttpData(url, string(), expected, HttpHelperRequest::Setup, request);
+    if (isDone && record.head.isBrokenOff()) isDone = connection.mImpl->failBrokenOff();
   }
   result.setResults(connection);
   result.receivedBytes = record.receivedBytes;

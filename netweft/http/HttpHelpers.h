@@ -49,6 +49,9 @@ class NETWEFT_EXPORT HttpHelpers {
     qxIoDevice* contentDevice = nullptr;
     /// `HttpConnection::getLastErrorMsg()` after the call.
     string* errorMessage = nullptr;
+    /// With them asked for, an answer that breaks off in its head is a failure. Without, libcurl takes it for one that
+    /// has no body.
+    ///
     /// Keys in lower case; of a repeated header the first value, across redirects too. A status line is a key.
     map<string, string>* headers = nullptr;
     /// Status of the last response; 0 when there was none.

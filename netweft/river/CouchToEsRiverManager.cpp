@@ -138,7 +138,7 @@ bool CouchToEsRiverManager::GetIndexList(http::HttpConnection& connection,
                                          map<string, list<string>>& out) {
   out.clear();
   const JsonReply mappings = GetJson(connection, es.toUrl("_mapping", {}), nullptr);
-  if (mappings.status != 200) {
+  if (!mappings.complete) {
     LogError() << "Fail to retrieve index list " << connection.getLastErrorMsg();
     return false;
   }

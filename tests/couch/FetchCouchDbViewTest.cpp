@@ -128,6 +128,16 @@ TEST_F(FetchCouchDbViewTest, ABodyBeyondAMegabyteArrivesWhole) {
   EXPECT_EQ(server.getRequest(0).body.size(), 9 + keys.size() * 103 - 1 + 2);
 }
 
+TEST_F(FetchCouchDbViewTest, AnAnswerThatBreaksOffUnseenByTheTransferIsAFailure) {
+  const string head = "HTTP/1.1 200 OK\r\nContent-Type: application/json\r\n";
+  for (const string& text : {head, head + "\r\n{\"rows\":[", head + "\r\n" + string(sOneRow).substr(0, 30)}) {
+    log.clear();
+    server.queue(Reply::Raw(text).close());
+    EXPECT_FALSE(fetch());
+    EXPECT_EQ(log.getLines(LT_Error), vector{Error("Error while fetching view V of document D the answer broke off")});
+  }
+}
+
 TEST_F(FetchCouchDbViewTest, TheSuccessLineTellsCountAndTime) {
   server.queue(Reply::Json(200, sOneRow));
   EXPECT_TRUE(fetch());

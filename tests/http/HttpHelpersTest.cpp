@@ -314,5 +314,29 @@ TEST_F(HttpHelpersTest, AnUninitialisedLibraryIsToldLikeAnyFailure) {
   initializeNetweft(true, http::HNRP_Whatever, http::PP_NoProxy);
 }
 
+TEST_F(HttpHelpersTest, AnAnswerThatBreaksOffInItsHeadIsAFailureWhenTheHeadersAreWanted) {
+  map<string, string> headers;
+  string error;
+  HttpResult result;
+  result.headers = &headers;
+  result.errorMessage = &error;
+  server.queue(Reply::Raw("HTTP/1.1 200 OK\r\nContent-Ty").close());
+  EXPECT_FALSE(HttpHelpers::HttpGet(connection, url(), &result));
+  EXPECT_EQ(result.httpReturnCode, 200U);
+  EXPECT_THAT(error, testing::HasSubstr("The connection ended within the headers of the answer"));
+  EXPECT_TRUE(HttpHelpers::HttpGet(connection, url(), &result)) << "over a new connection";
+}
+
+TEST_F(HttpHelpersTest, ARedirectHasTwoHeadsThatEnd) {
+  map<string, string> headers;
+  HttpResult result;
+  result.headers = &headers;
+  server.queue(Reply::Http(302, "", {{"Location", "/b"}}));
+  EXPECT_TRUE(HttpHelpers::HttpGet(connection, url(), &result));
+  server.queue(Reply::Http(302, "", {{"Location", "/b"}}));
+  server.queue(Reply::Raw("HTTP/1.1 200 OK\r\nContent-Ty").close());
+  EXPECT_FALSE(HttpHelpers::HttpGet(connection, url(), &result));
+}
+
 }  // namespace
 }  // namespace qx::test

@@ -37,6 +37,13 @@ TEST_F(HttpMultiConnectionWireTest, AHeadSendsNoBodyAndGetsNone) {
   EXPECT_EQ(completions[0].headers.getString("content-length", ""), "2");
 }
 
+TEST_F(HttpMultiConnectionWireTest, AnAnswerThatBreaksOffInItsHeadIsNone) {
+  server.queue(Reply::Raw("HTTP/1.1 200 OK\r\nContent-Ty").close());
+  send(HttpMultiConnection::M_Get, "");
+  EXPECT_EQ(completions[0].httpCode, -1);
+  EXPECT_EQ(completions[0].errorText, "Curl error 18 The connection ended within the headers of the answer");
+}
+
 TEST_F(HttpMultiConnectionWireTest, ADeleteSendsNoBody) {
   EXPECT_EQ(send(HttpMultiConnection::M_Delete, "abc").raw, head("DELETE") + "\r\n");
   EXPECT_EQ(completions[0].body, "/a");

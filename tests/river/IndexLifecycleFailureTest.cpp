@@ -44,6 +44,14 @@ TEST_F(IndexLifecycleFailureTest, TheFirstLookIsCutShort) {
   EXPECT_TRUE(mEs.has("things"));
 }
 
+TEST_F(IndexLifecycleFailureTest, TheFirstLookBreaksOffInItsHead) {
+  create();
+  // To libcurl that is a good answer without a body, and an index without a description would be built anew.
+  mEs.answer("GET /things/_mapping", Reply::Raw("HTTP/1.1 200 OK\r\nContent-Ty").close());
+  expectFailure("Error while retrieving current index meta info ");
+  EXPECT_EQ(mEs.takeRequests(), vector<string>{"GET /things/_mapping"});
+}
+
 TEST_F(IndexLifecycleFailureTest, AMissingIndexNeedNotBeSaidInJson) {
   mEs.answer("GET /things/_mapping", Reply::Http(404, "not here"));
   EXPECT_TRUE(ensure());

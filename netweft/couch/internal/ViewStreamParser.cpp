@@ -77,7 +77,7 @@ inline bool ViewStreamParser::scanByte(char byte, size_t offset) {
 bool ViewStreamParser::closeBrace(size_t offset) {
   const bool rowEnds = bracketCounter == sRowBraces && squareBracketCounter == sRowBrackets && callback != nullptr;
   if (rowEnds && !deliverRow(offset)) return false;
-  --bracketCounter;
+  ended = --bracketCounter == 0;
   return true;
 }
 

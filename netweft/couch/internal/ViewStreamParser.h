@@ -24,6 +24,7 @@ struct ViewStreamParser {
   uint32 squareBracketCounter = 0;  ///< depth of "[" outside strings
   bool inString = false;
   bool escaped = false;      ///< the byte before was a backslash
+  bool ended = false;        ///< the outermost "{" was closed
   size_t rowStart = 0;       ///< offset in `receiveBuffer` of the first byte to keep
   size_t bodyOffset = 0;     ///< bytes of `body` already handed to the transport
   bytes receiveBuffer;       ///< received bytes not yet dropped

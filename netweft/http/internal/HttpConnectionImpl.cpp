@@ -3,6 +3,7 @@
 #include "netweft/base/system/qxLogObject.h"
 #include "netweft/base/system/qxStringUtils.h"
 #include "netweft/base/system/qxTimer.h"
+#include "netweft/http/internal/ResponseHead.h"
 
 namespace qx::http {
 
@@ -59,6 +60,11 @@ bool HttpConnection::HttpConnectionImpl::failAndClose(string reason) {
   lastErrorMessage = std::move(reason);
   closeHandle();
   return false;
+}
+
+bool HttpConnection::HttpConnectionImpl::failBrokenOff() {
+  lastCurlCode = CURLE_PARTIAL_FILE;
+  return failAndClose(ResponseHead::sMessage + (", " + lastUrl.toDisplayableUrl()));
 }
 
 int HttpConnection::HttpConnectionImpl::installCallerData(void* userData) noexcept {

@@ -42,6 +42,8 @@ struct NETWEFT_HIDDEN HttpConnection::HttpConnectionImpl {
 
   /// Keeps the reason and closes the handle; always false.
   bool failAndClose(string reason);
+  /// For a caller who saw that the last response, which libcurl took for a good one, ended within its head. False.
+  bool failBrokenOff();
 
   /// One set of options each; the ORed results.
   int installCallerData(void* userData) noexcept;

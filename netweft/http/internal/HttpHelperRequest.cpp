@@ -22,6 +22,7 @@ int HttpHelperRequest::Setup(void* curlHandle, void* request, list<string>& head
   HttpHelperRequest& self = ToRequest(request);
   CURL* const handle = curlHandle;
   self.readPosition = 0;  // a second attempt sends the body from its start
+  self.head = {};
   int failed = self.installResponse(handle);
   self.addHeaders(headers);
   failed |= self.resetOptions(handle);
@@ -118,6 +119,7 @@ int HttpHelperRequest::OnProgress(void* request, curl_off_t, curl_off_t, curl_of
 size_t HttpHelperRequest::OnHeader(char* data, size_t size, size_t count, void* request) noexcept {
   HttpHelperRequest& self = ToRequest(request);
   return self.failure.run(size_t{0}, [&] {
+    self.head.addLine({data, size * count});
     string key;
     string value;
     HttpMultiConnection::ParseHttpHeader(data, size * count, key, value);

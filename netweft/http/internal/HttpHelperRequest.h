@@ -3,6 +3,7 @@
 #include "netweft/base/system/qxTypes.h"
 #include "netweft/http/internal/CurlEasy.h"
 #include "netweft/http/internal/ExceptionSlot.h"
+#include "netweft/http/internal/ResponseHead.h"
 
 namespace qx {
 class qxIoDevice;
@@ -27,6 +28,8 @@ struct HttpHelperRequest {
   int32 verb = HV_Get;
   bool isJson = false;
   const bool* abortFlag = nullptr;
+  /// Followed when `responseHeaders` is set.
+  ResponseHead head;
   /// What a function called by libcurl could not throw.
   ExceptionSlot failure;
 

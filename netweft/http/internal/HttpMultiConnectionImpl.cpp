@@ -28,7 +28,9 @@ class SlotRelease {
 };
 
 string GetErrorText(const TransferSlot& slot, CURLcode code) {
-  return "Curl error " + qxStringUtils::fromInt(code, 1) + " " + slot.errorBuffer.data();
+  const char* const text =
+      slot.head.isBrokenOff() && slot.errorBuffer.front() == '\0' ? ResponseHead::sMessage : slot.errorBuffer.data();
+  return "Curl error " + qxStringUtils::fromInt(code, 1) + " " + text;
 }
 
 constexpr int sTurnsPerPass = 3;
@@ -138,6 +140,7 @@ bool HttpMultiConnection::HttpMultiConnectionImpl::installRequest(TransferSlot& 
 void HttpMultiConnection::HttpMultiConnectionImpl::complete(TransferSlot& slot, CURLcode code) {
   const SlotRelease release(slot);
   ExceptionSlot failure = std::move(slot.failure);
+  if (code == CURLE_OK && slot.head.isBrokenOff()) code = CURLE_PARTIAL_FILE;
   if (code == CURLE_OK) {
     notify(slot, GetLong(slot.easyHandle.get(), CURLINFO_RESPONSE_CODE), string());
   } else {

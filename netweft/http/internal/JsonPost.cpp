@@ -3,6 +3,7 @@
 #include "netweft/addressing/Url.h"
 #include "netweft/http/HttpConnection.h"
 #include "netweft/http/internal/CurlEasy.h"
+#include "netweft/http/internal/HttpConnectionImpl.h"
 
 #include <algorithm>
 
@@ -21,7 +22,7 @@ int GoOn(void*, curl_off_t, curl_off_t, curl_off_t, curl_off_t) noexcept { retur
 bool JsonPost::perform(HttpConnection& connection, const Url& url) {
   const bool good = connection.getHttpData(url, {}, sGoodStatus, SetUp, this);
   mFailure.rethrow();
-  return good;
+  return good && mHead.isBrokenOff() ? connection.mImpl->failBrokenOff() : good;
 }
 
 void JsonPost::MakePatient(ConnectionParameters& parameters) noexcept {
@@ -35,12 +36,15 @@ int JsonPost::SetUp(void* curlHandle, void* post, list<string>& headers) {
   JsonPost& self = ToPost(post);
   self.mReadPosition = 0;
   self.response.clear();
+  self.mHead = {};
   headers.emplace_back("Content-Type: application/json");
   int failed = SetFunction(handle, CURLOPT_WRITEFUNCTION, OnWrite);
   failed |= SetFunction(handle, CURLOPT_READFUNCTION, OnRead);
   failed |= SetFunction(handle, CURLOPT_XFERINFOFUNCTION, GoOn);
   failed |= SetLong(handle, CURLOPT_POST, 1);
   failed |= SetLong(handle, CURLOPT_POSTFIELDSIZE, static_cast<long>(self.body.size()));
+  failed |= SetPointer(handle, CURLOPT_HEADERDATA, post);
+  failed |= SetFunction(handle, CURLOPT_HEADERFUNCTION, OnHeader);
   return failed;
 }
 
@@ -50,6 +54,11 @@ size_t JsonPost::OnWrite(char* data, size_t size, size_t count, void* post) noex
     self.response.append(data, size * count);
     return size * count;
   });
+}
+
+size_t JsonPost::OnHeader(char* data, size_t size, size_t count, void* post) noexcept {
+  ToPost(post).mHead.addLine({data, size * count});
+  return size * count;
 }
 
 size_t JsonPost::OnRead(char* buffer, size_t size, size_t count, void* post) noexcept {

@@ -2,6 +2,7 @@
 
 #include "netweft/base/system/qxTypes.h"
 #include "netweft/http/internal/ExceptionSlot.h"
+#include "netweft/http/internal/ResponseHead.h"
 
 namespace qx {
 class Url;
@@ -15,7 +16,7 @@ struct ConnectionParameters;
 namespace qx::http::impl {
 
 /// A POST of a JSON body whose whole answer is wanted in memory. One object serves many requests, one after the other,
-/// on one thread; it must not move while one runs.
+/// on one thread; it must not move while one runs, nor die before the connection makes its next request elsewhere.
 class JsonPost {
  public:
   /// True when the answer came with status 200; it is then in `response`. Otherwise the connection tells the reason,
@@ -36,9 +37,11 @@ class JsonPost {
   /// The `HttpConnection::SetupCallback`; `post` is this object. Starts body and response anew, for each attempt.
   static int SetUp(void* curlHandle, void* post, list<string>& headers);
   static size_t OnWrite(char* data, size_t size, size_t count, void* post) noexcept;
+  static size_t OnHeader(char* data, size_t size, size_t count, void* post) noexcept;
   static size_t OnRead(char* buffer, size_t size, size_t count, void* post) noexcept;
 
   size_t mReadPosition = 0;
+  ResponseHead mHead;
   ExceptionSlot mFailure;
 };
 

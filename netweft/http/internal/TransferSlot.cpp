@@ -47,6 +47,7 @@ void TransferSlot::reset() noexcept {
   }
   errorBuffer.front() = '\0';
   dataSeen = false;
+  head = {};
   cancelled = false;
   readPosition = 0;
   failure = {};
@@ -96,6 +97,7 @@ size_t TransferSlot::OnHeader(char* data, size_t size, size_t count, void* slot)
   auto& self = *static_cast<TransferSlot*>(slot);
   return self.failure.run(size_t{0}, [&] {
     self.dataSeen = true;
+    self.head.addLine({data, size * count});
     string key;
     string value;
     HttpMultiConnection::ParseHttpHeader(data, size * count, key, value);

@@ -4,6 +4,7 @@
 #include "netweft/http/HttpProxyFinder.h"
 #include "netweft/http/internal/CurlEasy.h"
 #include "netweft/http/internal/ExceptionSlot.h"
+#include "netweft/http/internal/ResponseHead.h"
 
 #include <array>
 
@@ -41,6 +42,7 @@ struct TransferSlot {
   unique_ptr<HttpMultiConnection::Request> request;
   /// A byte of the response has arrived.
   bool dataSeen = false;
+  ResponseHead head;
   /// The transfer ends at its next header, body or read callback.
   bool cancelled = false;
   /// What a callback could not throw through libcurl.

@@ -25,9 +25,13 @@ JsonReply GetJson(http::HttpConnection& connection, const Url& url, const bool* 
   JsonReply reply;
   if (ReadFlag(cancelFlag)) return reply;
   HttpHelpers::HttpResult result;
-  const bool succeeded = HttpHelpers::HttpGetJson(connection, url, reply.text, &result, nullptr, nullptr, cancelFlag);
+  // With the headers asked for, an answer that breaks off in its head is no empty one: an index whose description seems
+  // to be empty is built anew.
+  map<string, string> headers;
+  result.headers = &headers;
+  reply.complete = HttpHelpers::HttpGetJson(connection, url, reply.text, &result, nullptr, nullptr, cancelFlag);
   reply.status = result.httpReturnCode;
-  reply.good = succeeded && ParseBody(reply);
+  reply.good = reply.complete && ParseBody(reply);
   return reply;
 }
 

@@ -10,6 +10,8 @@ namespace qx::couch {
 /// connection tells what happened to the transfer.
 struct JsonReply {
   bool good = false;
+  /// Of a GET: the status is 200 and the body came whole, whatever it is.
+  bool complete = false;
   /// 0 when there was no answer.
   uint32 status = 0;
   /// The body as it came.
