@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <cstdarg>
+#include <type_traits>
 
 extern "C" {
 CURLcode __real_curl_easy_setopt(CURL* handle, CURLoption option, ...);
@@ -47,6 +48,9 @@ CurlCall DescribeCall(void* handle, CURLoption option, auto value) {
 CURLcode Forward(void* handle, CURLoption option, auto value) {
   CurlTrace* const trace = activeTrace.load();
   const int failure = trace == nullptr ? 0 : trace->record(DescribeCall(handle, option, value));
+  if constexpr (std::is_same_v<decltype(value), long>) {
+    if (trace != nullptr) value = trace->exchange(option, value);
+  }
   return failure != 0 ? static_cast<CURLcode>(failure) : __real_curl_easy_setopt(handle, option, value);
 }
 
@@ -66,6 +70,17 @@ void CurlTrace::failOption(int option, int code) {
 void CurlTrace::failNone() {
   const std::lock_guard lock(mMutex);
   mFailures.clear();
+}
+
+void CurlTrace::replaceNumber(int option, long value) {
+  const std::lock_guard lock(mMutex);
+  mNumbers[option] = value;
+}
+
+long CurlTrace::exchange(int option, long value) const {
+  const std::lock_guard lock(mMutex);
+  const auto replaced = mNumbers.find(option);
+  return replaced == mNumbers.end() || value <= 0 ? value : replaced->second;
 }
 
 vector<CurlCall> CurlTrace::getCalls() const {

@@ -35,6 +35,9 @@ class CurlTrace {
   /// From now on every call for `option` returns `code` and is not handed on.
   void failOption(int option, int code);
   void failNone();
+  /// From now on every call that gives the option, which takes a number, one above 0 is handed on with `value` in its
+  /// place.
+  void replaceNumber(int option, long value);
 
   vector<CurlCall> getCalls() const;
   /// The texts of the calls, in order; with a handle those for it alone.
@@ -44,6 +47,8 @@ class CurlTrace {
   vector<string> getValues(const string& name) const;
   void clear();
 
+  /// What is handed on in place of the number.
+  long exchange(int option, long value) const;
   /// Keeps the call; the code that it must return without being handed on, or 0.
   int record(CurlCall call);
 
@@ -51,6 +56,7 @@ class CurlTrace {
   mutable std::mutex mMutex;
   vector<CurlCall> mCalls;
   map<int, int> mFailures;
+  map<int, long> mNumbers;
 };
 
 }  // namespace qx::test

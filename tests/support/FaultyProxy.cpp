@@ -129,6 +129,7 @@ void FaultyProxy::dropConnections() {
 uint64 FaultyProxy::getAcceptedConnections() const { return mImpl->records->getCounts().accepted; }
 uint64 FaultyProxy::getOpenConnections() const { return mImpl->records->getCounts().open; }
 uint64 FaultyProxy::getExchanges() const { return mImpl->records->getCounts().exchanges; }
+uint64 FaultyProxy::getHits() const { return mImpl->records->getCounts().hits; }
 uint64 FaultyProxy::getReplyBytes() const { return mImpl->records->getCounts().replyBytes; }
 
 bool FaultyProxy::waitForOpenConnections(uint64 count, Milliseconds timeout) const {

@@ -77,6 +77,8 @@ class FaultyProxy {
   uint64 getAcceptedConnections() const;
   uint64 getOpenConnections() const;
   uint64 getExchanges() const;
+  /// Faults that have come about: a cut counts when so many bytes have come, a stall as well.
+  uint64 getHits() const;
   /// The bytes that the server has sent since the last exchange (or connection, see the options) began.
   uint64 getReplyBytes() const;
   /// False when time ran out.

@@ -15,6 +15,7 @@ class ProxyRecords {
     uint64 open = 0;
     uint64 exchanges = 0;
     uint64 replyBytes = 0;
+    uint64 hits = 0;
   };
 
   void setPlan(FaultyProxy::Plan plan) {
@@ -43,6 +44,9 @@ class ProxyRecords {
       plan = mPlan;
     }
     return plan != nullptr ? (*plan)() : Fault();
+  }
+  void addHit() {
+    change([](Counts& counts) { ++counts.hits; });
   }
   void addReplyBytes(uint64 n) {
     change([n](Counts& counts) { counts.replyBytes += n; });

@@ -61,8 +61,11 @@ void ProxySession::beginExchange() {
   mReplyBytes = 0;
   mIsHit = false;
   mRequest.passed = mReply.passed = 0;
-  if (mFault.kind == Fault::FK_Reset) close(true);
-  if (mFault.kind == Fault::FK_Close) close(false);
+  const Fault::Kind kind = mFault.kind;
+  if (kind == Fault::FK_Reset || kind == Fault::FK_Close || kind == Fault::FK_Deaf || kind == Fault::FK_Slice) {
+    mRecords->addHit();
+  }
+  if (kind == Fault::FK_Reset || kind == Fault::FK_Close) close(kind == Fault::FK_Reset);
 }
 
 void ProxySession::readRequest() {
@@ -104,12 +107,14 @@ void ProxySession::passReply(string bytes) {
     case Fault::FK_CutByReset: {
       if (mIsHit || mReplyBytes < mFault.offset) break;
       mIsHit = true;
+      mRecords->addHit();
       string rest = bytes.substr(mFault.offset - start);
       bytes.resize(mFault.offset - start);
       return send(mReply, std::move(bytes), [this, rest = std::move(rest)] { hitFault(rest); });
     }
     case Fault::FK_Corrupt:
       if (mFault.offset >= start && mFault.offset < mReplyBytes) {
+        mRecords->addHit();
         char& byte = bytes[mFault.offset - start];
         byte = static_cast<char>(byte ^ static_cast<char>(mFault.mask));
       }
