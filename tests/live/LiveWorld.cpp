@@ -17,6 +17,7 @@ using http::HttpHelpers;
 
 namespace {
 
+constexpr int32 sPatienceSec = 60;
 constexpr unsigned long sLookMs = 50;
 /// How far the library's clock runs ahead in each look: a minute passes in about half a second.
 constexpr int64 sAdvanceMs = 6'000;
@@ -127,6 +128,8 @@ uint64 LiveWorld::countIn(const string& indexName) {
 
 uint32 LiveWorld::request(const string& verb, const string& url, const string& body, string* reply) {
   http::HttpConnection connection(false);
+  // On a busy machine a server may be without a turn for longer than the default allows.
+  connection.editConnectionParameters().lowSpeedTimeSec = sPatienceSec;
   string content;
   HttpHelpers::HttpResult result;
   result.content = &content;
