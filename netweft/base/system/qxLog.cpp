@@ -14,7 +14,6 @@ namespace {
 
 constexpr std::array<const char*, 8> sChannels = {"",        "http",           "url", "curl", "couchdb",
                                                   "esriver", "esresultparser", "jwt"};
-constexpr uint32 sAllChannels = (1U << sChannels.size()) - 1;
 
 /// 0 for a channel that there is not.
 uint32 ChannelBit(const char* channel) noexcept {
@@ -86,11 +85,9 @@ void qxLog::setSink(qxLogSink* sink) {
   mChangingSink.notify_one();
 }
 
-bool qxLog::isEnabled(qxLogType type, const char* channel) const noexcept {
-  const uint32 enabled = mEnabled.load(std::memory_order_relaxed);
+bool qxLog::IsAmong(uint32 enabled, qxLogType type, const char* channel) noexcept {
   switch (type) {
-    case LT_Detail:
-      return (enabled & sAllChannels) != 0 && (enabled & ChannelBit(channel != nullptr ? channel : "")) != 0;
+    case LT_Detail: return (enabled & ChannelBit(channel != nullptr ? channel : "")) != 0;
     case LT_Warning: return (enabled & sWarnings) != 0;
     case LT_Error: return (enabled & sErrors) != 0;
     default: return false;

@@ -61,7 +61,11 @@ class NETWEFT_EXPORT qxLog {
   void setSink(qxLogSink* sink);
 
   /// Costs one atomic load. A null channel is the unnamed one; an unknown channel is off.
-  bool isEnabled(qxLogType type, const char* channel) const noexcept;
+  bool isEnabled(qxLogType type, const char* channel) const noexcept {
+    const uint32 enabled = mEnabled.load(std::memory_order_relaxed);
+    if (type == LT_Detail && (enabled & ~(sWarnings | sErrors)) == 0) return false;  // as nearly always
+    return IsAmong(enabled, type, channel);
+  }
 
   /// Emits one finished line, whatever is switched off.
   void emit(const qxLogLine& line) noexcept;
@@ -76,6 +80,8 @@ class NETWEFT_EXPORT qxLog {
   /// Made at compile time and never destroyed: static objects may write lines while they are made and while they die.
   constexpr qxLog() noexcept = default;
   ~qxLog() = default;
+
+  static bool IsAmong(uint32 enabled, qxLogType type, const char* channel) noexcept;
 
   void switchBits(uint32 bits, bool on) noexcept;
   uint32 enterSink() noexcept;

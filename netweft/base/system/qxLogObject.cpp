@@ -13,21 +13,11 @@ namespace {
 
 constexpr size_t sLargestPeerText = 4096;
 
-/// With no log at hand there are no switches either: only a dropped line stays off.
-qxLogType TypeAtStart(qxLogType type, const char* channel, const qxLog* log) {
-  const bool on = log != nullptr ? log->isEnabled(type, channel) : type != LT_Dropped;
-  return on ? type : LT_Dropped;
-}
-
 const char* OrEmpty(const char* text) { return text != nullptr ? text : ""; }
 
 }  // namespace
 
-qxLogObject::qxLogObject(qxLogType type, const char* channel, qxLog* log, const char* module)
-    : mType(TypeAtStart(type, channel, log)), mChannel(channel), mModule(module), mLog(log) {}
-
-qxLogObject::~qxLogObject() {
-  if (mType == LT_Dropped) return;
+void qxLogObject::finish() noexcept {
   // Lines are written between a failed call and the look at its error.
   const int error = errno;
   try {
@@ -42,12 +32,6 @@ qxLogObject::~qxLogObject() {
     // Without memory the line is lost; its caller must not be.
   }
   errno = error;
-}
-
-qxLogObject& qxLogObject::operator<<(const char* text) {
-  if (text == nullptr) return *this;
-  if (std::ostream* stream = editStream()) *stream << text;
-  return *this;
 }
 
 std::ostream* qxLogObject::makeStream() noexcept try {

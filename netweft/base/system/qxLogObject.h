@@ -16,13 +16,20 @@ class NETWEFT_EXPORT qxLogObject {
  public:
   /// `channel` and `module` may be null and must outlive the object. With a null `log` the line goes straight to
   /// stderr, past any sink and switch: for errors raised before the log is usable.
-  qxLogObject(qxLogType type, const char* channel, qxLog* log, const char* module);
+  qxLogObject(qxLogType type, const char* channel, qxLog* log, const char* module)
+      : mType(IsOn(type, channel, log) ? type : LT_Dropped), mChannel(channel), mModule(module), mLog(log) {}
   qxLogObject(const qxLogObject&) = delete;
   qxLogObject& operator=(const qxLogObject&) = delete;
-  ~qxLogObject();
+  ~qxLogObject() {
+    if (mType != LT_Dropped) finish();
+  }
 
   /// Null appends nothing.
-  qxLogObject& operator<<(const char* text);
+  qxLogObject& operator<<(const char* text) {
+    if (text == nullptr) return *this;
+    if (std::ostream* stream = editStream()) *stream << text;
+    return *this;
+  }
 
   /// The whole text, a NUL inside it too.
   qxLogObject& operator<<(const string& text) {
@@ -39,6 +46,11 @@ class NETWEFT_EXPORT qxLogObject {
   }
 
  private:
+  /// With no log at hand there are no switches either: only a dropped line stays off.
+  static bool IsOn(qxLogType type, const char* channel, const qxLog* log) noexcept {
+    return log != nullptr ? log->isEnabled(type, channel) : type != LT_Dropped;
+  }
+  void finish() noexcept;
   /// Null when the line is dropped.
   std::ostream* editStream() noexcept {
     if (mType == LT_Dropped) return nullptr;
