@@ -45,6 +45,27 @@ void WriteNlohmann(benchmark::State& state) {
 }
 BENCHMARK(WriteNlohmann);
 
+void CopyOurs(benchmark::State& state) {
+  qx::qxVariantMapImpl map;
+  qx::json::Json2Variant::Convert(documents::Typical().data(), documents::Typical().size(), map);
+  for (auto _ : state) {
+    const qx::qxVariantMapImpl copy(map);
+    benchmark::DoNotOptimize(copy.size());
+  }
+  CountBytes(state);
+}
+BENCHMARK(CopyOurs);
+
+void CopyNlohmann(benchmark::State& state) {
+  const nlohmann::json tree = nlohmann::json::parse(documents::Typical());
+  for (auto _ : state) {
+    const nlohmann::json copy(tree);
+    benchmark::DoNotOptimize(copy.size());
+  }
+  CountBytes(state);
+}
+BENCHMARK(CopyNlohmann);
+
 void EscapedSize(benchmark::State& state) {
   for (auto _ : state) benchmark::DoNotOptimize(qx::json::JsonStreamer::ConvertToJsonStringSize(documents::Typical()));
   CountBytes(state);
