@@ -8,7 +8,7 @@ namespace qx::couch {
 
 namespace {
 
-constexpr unsigned long sPollMs = 50;
+constexpr unsigned long sEndPollMs = 50;
 
 }  // namespace
 
@@ -62,8 +62,8 @@ void ConflictSolver::run() {
 
 void ConflictSolver::waitForCurrent() {
   impl::PollUntilDone(
-      mState->requestMutex, mState->requestCondition, sPollMs, nullptr, [this] { return mState->current == nullptr; },
-      [] {});
+      mState->requestMutex, mState->requestCondition, sEndPollMs, nullptr,
+      [this] { return mState->current == nullptr; }, [] {});
 }
 
 }  // namespace qx::couch

@@ -8,6 +8,7 @@
 #include "netweft/couch/internal/ViewRequest.h"
 #include "netweft/couch/internal/ViewStreamParser.h"
 #include "netweft/http/HttpConnection.h"
+#include "netweft/http/internal/HttpStatus.h"
 
 namespace qx::couch {
 
@@ -46,12 +47,12 @@ bool FetchCouchDbView(http::HttpConnection& connection, const CouchConnectionPar
   const Url url = BuildViewUrl(server, db, designDoc, viewName, limit);
   ViewStreamParser parser(callback, userData, cancelFlag);
   parser.body = BuildKeysBody(keys);
+  const string viewText = "view " + viewName + " of document " + designDoc;
   const qxTimer timer(true);
 
   // A repeated request goes on with the parser as the timed-out one left it.
-  while (!connection.getHttpData(url, {}, 200, SetUpViewRequest, &parser)) {
+  while (!connection.getHttpData(url, {}, http::sHttpOk, SetUpViewRequest, &parser)) {
     parser.exceptions.rethrow();
-    const string viewText = "view " + viewName + " of document " + designDoc;
     if (!IsWorthRetrying(connection, parser, timer, timeoutMs, viewText)) return false;
     qxThread::msleep(sRetryDelayMs);
   }

@@ -58,7 +58,7 @@ void MultiThreadedDocumentUpdater::queueDocuments(const vector<string>& ids) {
   mState->getter->addJobs(ids);
 }
 
-void MultiThreadedDocumentUpdater::sendBatch(qxVariantMapImpl& batch) {
+void MultiThreadedDocumentUpdater::sendBatch(const qxVariantMapImpl& batch) {
   string text;
   json::Json2Variant::Convert(batch, text, false);
   mState->uploader->sendBatch(text);  // one that is refused is lost: the post that failed before it was logged

@@ -85,7 +85,7 @@ class NETWEFT_EXPORT MultiThreadedDocumentUpdater {
 
   /// The queue step of the listing.
   void queueDocuments(const vector<string>& ids);
-  void sendBatch(qxVariantMapImpl& batch);
+  void sendBatch(const qxVariantMapImpl& batch);
 
   static void CreateThreadData(MultiThreadedDocumentGetter& getter, void* updater, void*& threadData);
   static void DeleteThreadData(MultiThreadedDocumentGetter& getter, void* updater, void*& threadData);

@@ -1,19 +1,12 @@
 #include "netweft/frame/HostNameResolutionPolicyEnumHelper.h"
 
+#include "netweft/frame/internal/EnumNames.h"
+
 namespace qx::http {
 
-namespace {
-
-map<int, list<string>> ParseDeclaration() {
-  map<int, list<string>> table;
-  EnumHelperInterface::__GetEnumToStringMap(table, "HNRP_Default = 0, HNRP_Whatever, HNRP_PreferIpv6, HNRP_PreferIpv4");
-  return table;
-}
-
-}  // namespace
-
 const string HostNameResolutionPolicyEnumHelper::sTypeName = "qx::http::HostNameResolutionPolicy";
-const map<int, list<string>> HostNameResolutionPolicyEnumHelper::sVals = ParseDeclaration();
+const map<int, list<string>> HostNameResolutionPolicyEnumHelper::sVals =
+    impl::ParseEnumNames("HNRP_Default = 0, HNRP_Whatever, HNRP_PreferIpv6, HNRP_PreferIpv4");
 
 HostNameResolutionPolicyEnumHelper::HostNameResolutionPolicyEnumHelper(const string& name)
     : EnumHelperInterface(name, sVals, sTypeName) {}

@@ -1,19 +1,12 @@
 #include "netweft/frame/ProxyPolicyEnumHelper.h"
 
+#include "netweft/frame/internal/EnumNames.h"
+
 namespace qx::http {
 
-namespace {
-
-map<int, list<string>> ParseDeclaration() {
-  map<int, list<string>> table;
-  EnumHelperInterface::__GetEnumToStringMap(table, "PP_Default = 0 , PP_NoProxy , PP_AutomaticProxy , PP_ManualProxy");
-  return table;
-}
-
-}  // namespace
-
 const string ProxyPolicyEnumHelper::sTypeName = "qx::http::ProxyPolicy";
-const map<int, list<string>> ProxyPolicyEnumHelper::sVals = ParseDeclaration();
+const map<int, list<string>> ProxyPolicyEnumHelper::sVals =
+    impl::ParseEnumNames("PP_Default = 0 , PP_NoProxy , PP_AutomaticProxy , PP_ManualProxy");
 
 ProxyPolicyEnumHelper::ProxyPolicyEnumHelper(const string& name) : EnumHelperInterface(name, sVals, sTypeName) {}
 

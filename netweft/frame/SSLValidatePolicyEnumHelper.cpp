@@ -1,19 +1,12 @@
 #include "netweft/frame/SSLValidatePolicyEnumHelper.h"
 
+#include "netweft/frame/internal/EnumNames.h"
+
 namespace qx::http {
 
-namespace {
-
-map<int, list<string>> ParseDeclaration() {
-  map<int, list<string>> table;
-  EnumHelperInterface::__GetEnumToStringMap(table, "SVP_DefaultBehavior = 0 , SVP_VerifyPeerAndHost , SVP_NoVerify");
-  return table;
-}
-
-}  // namespace
-
 const string SSLValidatePolicyEnumHelper::sTypeName = "qx::http::SSLValidatePolicy";
-const map<int, list<string>> SSLValidatePolicyEnumHelper::sVals = ParseDeclaration();
+const map<int, list<string>> SSLValidatePolicyEnumHelper::sVals =
+    impl::ParseEnumNames("SVP_DefaultBehavior = 0 , SVP_VerifyPeerAndHost , SVP_NoVerify");
 
 SSLValidatePolicyEnumHelper::SSLValidatePolicyEnumHelper(const string& name)
     : EnumHelperInterface(name, sVals, sTypeName) {}

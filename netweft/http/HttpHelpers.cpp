@@ -4,14 +4,13 @@
 #include "netweft/base/system/qxLogObject.h"
 #include "netweft/http/internal/HttpConnectionImpl.h"
 #include "netweft/http/internal/HttpHelperRequest.h"
+#include "netweft/http/internal/HttpStatus.h"
 
 namespace qx::http {
 
 using namespace impl;
 
 namespace {
-
-constexpr unsigned char sOk = 200;
 
 const char* GetVerbName(int32 verb) {
   switch (verb) {
@@ -132,7 +131,7 @@ bool HttpHelpers::RunVerb(const Call& call) {
   const bool isDone = GenericCall(call.connection, call.url, result, call.parameters, call.headers, &request,
                                   call.expected, HeedsAbortFlag(call.verb) ? call.abortFlag : nullptr);
   scope.copyToReplaced();
-  if (!isDone && result.httpReturnCode != 404 && call.result == nullptr && !ReadFlag(call.abortFlag)) {
+  if (!isDone && result.httpReturnCode != sHttpNotFound && call.result == nullptr && !ReadFlag(call.abortFlag)) {
     LogDetail("http") << "Http " << GetVerbName(call.verb) << " error " << call.connection.getLastErrorMsg();
   }
   return isDone;
@@ -140,14 +139,14 @@ bool HttpHelpers::RunVerb(const Call& call) {
 
 bool HttpHelpers::HttpGet(HttpConnection& connection, const Url& url, HttpResult* result,
                           const ConnectionParameters* parameters, const list<string>* headers, const bool* abortFlag) {
-  return RunVerb({HV_Get, connection, url, sOk, result, parameters, headers, abortFlag});
+  return RunVerb({HV_Get, connection, url, sHttpOk, result, parameters, headers, abortFlag});
 }
 
 bool HttpHelpers::HttpGetJson(HttpConnection& connection, const Url& url, string& content, HttpResult* result,
                               const ConnectionParameters* parameters, const list<string>* headers,
                               const bool* abortFlag, const char* body, size_t bodySize, bool isJson) {
   const bool hasBody = body != nullptr && bodySize != 0;
-  return RunVerb({HV_Get, connection, url, sOk, result, parameters, headers, abortFlag, body, bodySize,
+  return RunVerb({HV_Get, connection, url, sHttpOk, result, parameters, headers, abortFlag, body, bodySize,
                   isJson && hasBody, &content});
 }
 
@@ -160,13 +159,13 @@ bool HttpHelpers::HttpGetJson(HttpConnection& connection, const Url& url, string
 
 bool HttpHelpers::HttpHead(HttpConnection& connection, const Url& url, HttpResult* result,
                            const ConnectionParameters* parameters, const list<string>* headers, const bool* abortFlag) {
-  return RunVerb({HV_Head, connection, url, sOk, result, parameters, headers, abortFlag});
+  return RunVerb({HV_Head, connection, url, sHttpOk, result, parameters, headers, abortFlag});
 }
 
 bool HttpHelpers::HttpDelete(HttpConnection& connection, const Url& url, HttpResult* result,
                              const ConnectionParameters* parameters, const list<string>* headers,
                              const bool* abortFlag) {
-  return RunVerb({HV_Delete, connection, url, sOk, result, parameters, headers, abortFlag});
+  return RunVerb({HV_Delete, connection, url, sHttpOk, result, parameters, headers, abortFlag});
 }
 
 bool HttpHelpers::HttpPost(HttpConnection& connection, const Url& url, const string& body, unsigned char expected,

@@ -7,6 +7,7 @@
 #include "netweft/icmp/internal/IcmpProbe.h"
 
 #include <algorithm>
+#include <compare>
 #include <exception>
 #include <tuple>
 #include <utility>
@@ -59,7 +60,8 @@ void Poll(EchoService& echoes, const Probes& probes, const bool& stopping) {
   for (;;) {
     pending.clear();
     for (const auto& probe : probes) {
-      if (!probe->isFinished()) probe->update();
+      if (probe->isFinished()) continue;
+      probe->update();
       if (!probe->isFinished()) pending.push_back(probe->getEcho());
     }
     if (pending.empty() || ReadFlag(stopping)) return;
@@ -177,7 +179,8 @@ vector<IcmpHostStatRetriever::Result> IcmpHostStatRetriever::GetBestResults(cons
 
   std::sort(best.begin(), best.end(), [](const Result& left, const Result& right) {
     const auto order = std::tie(left.hops, left.latencyMs) <=> std::tie(right.hops, right.latencyMs);
-    return order != 0 ? order < 0 : left.address.getAddressAsString(false) < right.address.getAddressAsString(false);
+    return std::is_neq(order) ? std::is_lt(order)
+                              : left.address.getAddressAsString(false) < right.address.getAddressAsString(false);
   });
   const auto end =
       std::find_if(best.begin(), best.end(), [&](const Result& result) { return result.hops != fewestHops; });

@@ -29,6 +29,7 @@ bool LocalKeyStore::addKey(const string& kid, shared_ptr<AsymmetricKey> key, int
   return !kid.empty() && mRecords.try_emplace(kid, Record{std::move(key), allowedAlgs}).second;
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): hosts call it with this signature
 bool LocalKeyStore::removeKey(const string& kid, shared_ptr<AsymmetricKey> /*key*/) { return mRecords.erase(kid) != 0; }
 
 }  // namespace qx::jwt

@@ -7,7 +7,7 @@ namespace qx {
 namespace {
 
 using Alphabet = std::array<char, 64>;
-using Values = std::array<signed char, 256>;
+using Values = std::array<unsigned char, 256>;
 
 constexpr Alphabet MakeAlphabet(char last, char afterLast) {
   Alphabet alphabet{};
@@ -20,10 +20,13 @@ constexpr Alphabet MakeAlphabet(char last, char afterLast) {
   return alphabet;
 }
 
+/// The value of a character that is no digit: the one bit that no digit has.
+constexpr unsigned char kNoDigit = 0x80;
+
 constexpr Values MakeValues(const Alphabet& alphabet) {
   Values values{};
-  for (signed char& value : values) value = -1;
-  signed char next = 0;
+  values.fill(kNoDigit);
+  unsigned char next = 0;
   for (const char c : alphabet) values[static_cast<unsigned char>(c)] = next++;
   return values;
 }
@@ -57,7 +60,7 @@ int DecodeGroup(const char* text, const Values& values) {
   const int b = values[ByteOf(text + 1)];
   const int c = values[ByteOf(text + 2)];
   const int d = values[ByteOf(text + 3)];
-  return (a | b | c | d) < 0 ? -1 : a << 18 | b << 12 | c << 6 | d;
+  return ((a | b | c | d) & kNoDigit) != 0 ? -1 : a << 18 | b << 12 | c << 6 | d;
 }
 
 /// The two or three digits behind the last whole group, whose left-over bits must be 0.

@@ -71,7 +71,7 @@ impl::KeyMaterial BuildFromPoint(EllipticCurve id, const bytes& x, const bytes& 
                                                                : impl::RefuseKey("point not on the curve");
 }
 
-impl::KeyMaterial LoadFromPem(const string& pem) {
+impl::KeyMaterial LoadEllipticCurveKey(const string& pem) {
   impl::KeyMaterial key = impl::LoadPemKey(pem, "EC");
   if (key.pkey == nullptr) return key;
   if (FindCurveOf(key.pkey.get()) == EC_Unknown) return impl::RefuseKey("unknown curve");
@@ -87,7 +87,7 @@ EllipticCurveKey::EllipticCurveKey(EllipticCurve curve, const bytes& x, const by
 
 EllipticCurveKey::EllipticCurveKey(const string& pem) : mCurve(EC_Unknown) {
   const impl::ErrorQueueMark mark;
-  AsymmetricKeyAccess::Accept(*this, LoadFromPem(pem));
+  AsymmetricKeyAccess::Accept(*this, LoadEllipticCurveKey(pem));
   mCurve = FindCurveOf(AsymmetricKeyAccess::GetPkey(*this));
 }
 

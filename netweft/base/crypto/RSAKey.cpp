@@ -40,7 +40,7 @@ impl::KeyMaterial BuildFromNumbers(const bytes& n, const bytes& e) {
   return impl::BuildPublicKey("RSA", *builder);
 }
 
-impl::KeyMaterial LoadFromPem(const string& pem) {
+impl::KeyMaterial LoadRsaKey(const string& pem) {
   impl::KeyMaterial key = impl::LoadPemKey(pem, "RSA");
   if (key.pkey == nullptr) return key;
   const impl::BigNumberPtr modulus = impl::GetBigNumber(*key.pkey, OSSL_PKEY_PARAM_RSA_N);
@@ -58,7 +58,7 @@ RSAKey::RSAKey(const bytes& n, const bytes& e) {
 
 RSAKey::RSAKey(const string& pem) {
   const impl::ErrorQueueMark mark;
-  AsymmetricKeyAccess::Accept(*this, LoadFromPem(pem));
+  AsymmetricKeyAccess::Accept(*this, LoadRsaKey(pem));
 }
 
 RSAKey::~RSAKey() = default;

@@ -12,7 +12,7 @@ namespace {
 
 /// A thread keeps its scanner for texts up to this size, and makes one of its own for a larger text. A scanner takes up
 /// to eight times the size of its text.
-constexpr uint64 sKeptTextSize = 256 * 1024;
+constexpr uint64 sKeptTextSize = uint64{256} * 1024;
 
 template <class Container>
 bool ReadWith(JsonTokens& tokens, std::string_view text, Container& out) {

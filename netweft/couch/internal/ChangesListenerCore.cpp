@@ -62,9 +62,9 @@ bool ChangesListenerCore::stop(const string& db) {
 bool ChangesListenerCore::pause(const string& db, bool isPaused) {
   const auto found = mRecords.find(db);
   if (found == mRecords.end()) return false;
-  DbListenRecord& record = *found->second;
   {
     const Depth depth(mDepth);
+    DbListenRecord& record = *found->second;
     // Lifting a pause hands over what was read before it. When that is refused, libcurl tells it here and reads on.
     const CURLcode code = curl_easy_pause(record.handle.get(), isPaused ? CURLPAUSE_ALL : CURLPAUSE_CONT);
     if (code == CURLE_WRITE_ERROR) record.refused = true;

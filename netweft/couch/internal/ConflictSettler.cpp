@@ -4,12 +4,11 @@
 #include "netweft/base/system/qxFlag.h"
 #include "netweft/base/system/qxLogObject.h"
 #include "netweft/http/HttpHelpers.h"
+#include "netweft/http/internal/HttpStatus.h"
 
 namespace qx::couch {
 
 namespace {
-
-constexpr long sNotFound = 404;
 
 /// Revisions of different documents with one content may have one name: the id must be right too.
 bool IsVersionOf(const string& id, const qxVariantMapImpl& document) {
@@ -96,7 +95,7 @@ bool ConflictSettler::get(const string& id, const StringPairList& query, qxVaria
 }
 
 void ConflictSettler::noteFailure(const string& name) const {
-  if (mConnection.getLastHttpReturnCode() == sNotFound) {
+  if (mConnection.getLastHttpReturnCode() == http::sHttpNotFound) {
     LogError() << "Fail to retrieve document " << name << " " << mConnection.getLastErrorMsg();
   } else {
     StoreFlag(mErrorFlag, true);

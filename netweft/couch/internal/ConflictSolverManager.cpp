@@ -11,7 +11,7 @@ namespace qx::couch {
 namespace {
 
 constexpr int64 sRetrySec = 7200;
-constexpr unsigned long sPollMs = 1000;
+constexpr unsigned long sRequestPollMs = 1000;
 constexpr unsigned long sCancelPollMs = 50;
 
 }  // namespace
@@ -50,7 +50,7 @@ void ConflictSolver::Manager::serveCurrent(qxMutexLocker& requestLock) {
     return;
   }
   if (!isTimeToRead()) {
-    mState.requestCondition.wait(&mState.requestMutex, sPollMs);
+    mState.requestCondition.wait(&mState.requestMutex, sRequestPollMs);
     return;
   }
   requestLock.unlock();
@@ -59,7 +59,7 @@ void ConflictSolver::Manager::serveCurrent(qxMutexLocker& requestLock) {
   const Reading reading = readView(answer);
   requestLock.lock();
   if (reading == R_TimedOut) {
-    mState.requestCondition.wait(&mState.requestMutex, sPollMs);
+    mState.requestCondition.wait(&mState.requestMutex, sRequestPollMs);
   } else {
     takeIn(reading, hadError, answer);
   }

@@ -5,12 +5,11 @@
 #include "netweft/base/system/qxLogObject.h"
 #include "netweft/couch/internal/ConflictSettler.h"
 #include "netweft/http/HttpHelpers.h"
+#include "netweft/http/internal/HttpStatus.h"
 
 namespace qx::couch {
 
 namespace {
-
-constexpr unsigned char sCreated = 201;
 
 /// What the server did not take. A conflict is none: the document changed meanwhile, and a later reading of the view
 /// lists it again if need be.
@@ -73,7 +72,7 @@ bool ConflictSolver::Worker::post(Solutions solutions) {
   http::HttpHelpers::HttpResult result;
   result.content = &response;
   const Url url = ToConflictUrl(*mRequest, {mRequest->dbName, "_bulk_docs"}, {});
-  if (http::HttpHelpers::HttpPostJson(*mConnection, url, text.data(), text.size(), sCreated, &result)) {
+  if (http::HttpHelpers::HttpPostJson(*mConnection, url, text.data(), text.size(), http::sHttpCreated, &result)) {
     return checkAnswer(response);
   }
   LogError() << "Fail to remove conflicts of document " << mConnection->getLastErrorMsg();

@@ -2,14 +2,9 @@
 
 #include "netweft/base/system/qxLogObject.h"
 #include "netweft/http/HttpHelpers.h"
+#include "netweft/http/internal/HttpStatus.h"
 
 namespace qx::couch {
-
-namespace {
-
-constexpr unsigned char sCreated = 201;
-
-}  // namespace
 
 MultiThreadedDocumentUploader::Worker::Worker(State& state) : WorkerThread(state.pool, "nw-couch-put"), mState(state) {
   http::ConnectionParameters& parameters = mConnection.editConnectionParameters();
@@ -40,7 +35,7 @@ void MultiThreadedDocumentUploader::Worker::finishBatch() {
 
 bool MultiThreadedDocumentUploader::Worker::post() {
   const Url url = mState.server.toDocumentUrl(mState.dbName, "_bulk_docs", {});
-  if (http::HttpHelpers::HttpPostJson(mConnection, url, mBatch.data(), mBatch.size(), sCreated)) return true;
+  if (http::HttpHelpers::HttpPostJson(mConnection, url, mBatch.data(), mBatch.size(), http::sHttpCreated)) return true;
   LogError() << "_bulk_docs error " << mConnection.getLastErrorMsg();
   return false;
 }

@@ -4,13 +4,11 @@
 #include "netweft/base/system/qxLogObject.h"
 #include "netweft/base/system/qxStringUtils.h"
 #include "netweft/couch/internal/FeedReader.h"
+#include "netweft/http/internal/HttpStatus.h"
 
 namespace qx::couch {
 
 namespace {
-
-constexpr long sHttpOk = 200;
-constexpr long sHttpNotFound = 404;
 
 /// The network's doing: worth a line in the log, and likely to pass.
 bool IsConnectionIssue(CURLcode result) noexcept {
@@ -54,11 +52,11 @@ void ReadUpdateSeq(DbListenRecord& record) {
 void OnUpdateSeqDone(DbListenRecord& record, CURLcode result, long httpStatus) {
   if (result != CURLE_OK) {
     OnTransferFailed(record, result, ChangesListener::CM_ListenStopedDueToError, "retrieving update seq");
-  } else if (httpStatus == sHttpOk) {
+  } else if (httpStatus == http::sHttpOk) {
     ReadUpdateSeq(record);
   } else {
-    record.fail(httpStatus == sHttpNotFound ? ChangesListener::CM_ListenStopedDbMissing
-                                            : ChangesListener::CM_ListenStopedDueToError,
+    record.fail(httpStatus == http::sHttpNotFound ? ChangesListener::CM_ListenStopedDbMissing
+                                                  : ChangesListener::CM_ListenStopedDueToError,
                 "Http error " + qxStringUtils::fromInt64(httpStatus, 1) + " while retrieving update seq");
   }
 }

@@ -35,7 +35,7 @@ int CheckCanceled(void* userData, curl_off_t, curl_off_t, curl_off_t, curl_off_t
 
 int SetUpBody(CURL* handle, const ViewStreamParser& parser, list<string>& headers) {
   if (parser.body == nullptr) return SetLong(handle, CURLOPT_POST, 0);
-  headers.push_back("Content-Type: application/json");  // the server refuses a body that does not say what it is
+  headers.emplace_back("Content-Type: application/json");  // the server refuses a body that does not say what it is
   int failed = SetLong(handle, CURLOPT_POST, 1);
   failed |= SetFunction(handle, CURLOPT_READFUNCTION, ReadBody);
   failed |= SetLong(handle, CURLOPT_POSTFIELDSIZE, static_cast<long>(parser.body->size()));

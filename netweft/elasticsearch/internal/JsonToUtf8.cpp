@@ -15,7 +15,7 @@ class InvalidEscape final : public std::exception {
 
 /// Empty ranges have no byte to share.
 bool Overlap(const char* begin, const char* end, const char* otherBegin, const char* otherEnd) {
-  const std::less<const char*> before;
+  const std::less<> before;
   return begin != end && otherBegin != otherEnd && before(begin, otherEnd) && before(otherBegin, end);
 }
 

@@ -4,14 +4,13 @@
 #include "netweft/http/HttpConnection.h"
 #include "netweft/http/internal/CurlEasy.h"
 #include "netweft/http/internal/HttpConnectionImpl.h"
+#include "netweft/http/internal/HttpStatus.h"
 
 #include <algorithm>
 
 namespace qx::http::impl {
 
 namespace {
-
-constexpr long sGoodStatus = 200;
 
 JsonPost& ToPost(void* post) noexcept { return *static_cast<JsonPost*>(post); }
 
@@ -20,7 +19,7 @@ int GoOn(void*, curl_off_t, curl_off_t, curl_off_t, curl_off_t) noexcept { retur
 }  // namespace
 
 bool JsonPost::perform(HttpConnection& connection, const Url& url) {
-  const bool good = connection.getHttpData(url, {}, sGoodStatus, SetUp, this);
+  const bool good = connection.getHttpData(url, {}, sHttpOk, SetUp, this);
   mFailure.rethrow();
   return good && mHead.isBrokenOff() ? connection.mImpl->failBrokenOff() : good;
 }

@@ -12,7 +12,8 @@ namespace qx::impl {
 using EchoPayload = std::array<unsigned char, 32>;
 constexpr EchoPayload sEchoPayload = [] {
   EchoPayload payload{};
-  for (unsigned char i = 0; i < payload.size(); ++i) payload[i] = static_cast<unsigned char>(0x20 + i);
+  unsigned char value = 0x20;
+  for (unsigned char& byte : payload) byte = value++;
   return payload;
 }();
 

@@ -4,6 +4,7 @@
 #include "netweft/base/system/qxFlag.h"
 #include "netweft/base/system/qxLogObject.h"
 #include "netweft/http/HttpHelpers.h"
+#include "netweft/http/internal/HttpStatus.h"
 
 namespace qx::couch {
 
@@ -14,7 +15,8 @@ namespace {
 bool IsAccepted(const qxVariantMapImpl& outcome) {
   // A delete of a document that the index never had is answered with 404.
   const int64 status = outcome.getInteger("status", 0);
-  return !outcome.contains("error") && (status == 200 || status == 201 || status == 404);
+  return !outcome.contains("error") &&
+         (status == http::sHttpOk || status == http::sHttpCreated || status == http::sHttpNotFound);
 }
 
 bool LogItem(const qxVariant& item, const string& reply) {
@@ -51,8 +53,8 @@ StepResult PostBulk(http::HttpConnection& connection, const elasticsearch::ESCon
   HttpHelpers::HttpResult result;
   result.content = &reply;
   result.errorMessage = &error;
-  if (!HttpHelpers::HttpPost(body.data(), body.size(), connection, es.toUrl(indexName, "_doc", "_bulk", {}), 200,
-                             &result, nullptr, &sHeaders, cancelFlag)) {
+  if (!HttpHelpers::HttpPost(body.data(), body.size(), connection, es.toUrl(indexName, "_doc", "_bulk", {}),
+                             http::sHttpOk, &result, nullptr, &sHeaders, cancelFlag)) {
     if (ReadFlag(cancelFlag)) return StepResult::Cancelled;
     LogError() << "Fail to index documents " << error << " " << CutForLog(reply);
     return StepResult::Failed;

@@ -4,6 +4,7 @@
 #include "netweft/base/system/qxFlag.h"
 #include "netweft/base/system/qxLogObject.h"
 #include "netweft/base/system/qxStringUtils.h"
+#include "netweft/http/internal/HttpStatus.h"
 #include "netweft/river/internal/BulkCommands.h"
 
 namespace qx::couch {
@@ -109,8 +110,9 @@ void OnDocumentFetched(HttpMultiConnection& connection, long status, const strin
   auto& record = *static_cast<ChangeRecord*>(userData);
   impl::PassFailPoint("document-fetched");
   switch (status) {
-    case 200: return Account(connection, fetch, record, DecideFetched(connection, fetch, record, headers, body));
-    case 404: return Account(connection, fetch, record, DecideMissing(record));
+    case http::sHttpOk:
+      return Account(connection, fetch, record, DecideFetched(connection, fetch, record, headers, body));
+    case http::sHttpNotFound: return Account(connection, fetch, record, DecideMissing(record));
     default: return OnUnexpectedStatus(connection, fetch, record, status, errorText);
   }
 }

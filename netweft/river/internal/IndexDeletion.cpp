@@ -6,6 +6,7 @@
 #include "netweft/base/system/qxThread.h"
 #include "netweft/base/system/qxTimer.h"
 #include "netweft/http/HttpHelpers.h"
+#include "netweft/http/internal/HttpStatus.h"
 #include "netweft/river/internal/IndexName.h"
 
 namespace qx::couch {
@@ -13,9 +14,6 @@ namespace qx::couch {
 using http::HttpHelpers;
 
 namespace {
-
-constexpr uint32 sOk = 200;
-constexpr uint32 sNotFound = 404;
 
 /// How often the wait for the index to go asks, in milliseconds.
 constexpr unsigned long sPollMs = 100;
@@ -26,8 +24,8 @@ bool SendDelete(const string& indexName, http::HttpConnection& connection, const
   result.content = &body;
   HttpHelpers::HttpDelete(connection, url, &result, nullptr, nullptr, cancelFlag);
   switch (result.httpReturnCode) {
-    case sOk: return true;
-    case sNotFound: LogDetail("esriver") << "drop index " << indexName; return true;
+    case http::sHttpOk: return true;
+    case http::sHttpNotFound: LogDetail("esriver") << "drop index " << indexName; return true;
     default:
       if (ReadFlag(cancelFlag)) return false;
       LogError() << "Cannot delete index: " << result.httpReturnCode << " " << CutForLog(body) << " "
@@ -42,17 +40,17 @@ uint32 PollUntilGone(http::HttpConnection& connection, const Url& url, int timeo
   while (!ReadFlag(cancelFlag)) {
     HttpHelpers::HttpResult result;
     HttpHelpers::HttpHead(connection, url, &result, nullptr, nullptr, cancelFlag);
-    if (result.httpReturnCode != sOk || timer.getElapsedMs() > timeoutMs) return result.httpReturnCode;
+    if (result.httpReturnCode != http::sHttpOk || timer.getElapsedMs() > timeoutMs) return result.httpReturnCode;
     qxThread::msleep(sPollMs);
   }
-  return sOk;
+  return http::sHttpOk;
 }
 
 bool AwaitAbsence(http::HttpConnection& connection, const Url& url, int timeoutMs, const bool* cancelFlag) {
   const uint32 status = PollUntilGone(connection, url, timeoutMs, cancelFlag);
-  if (status == sNotFound) return true;
+  if (status == http::sHttpNotFound) return true;
   if (ReadFlag(cancelFlag)) return false;
-  if (status == sOk) {
+  if (status == http::sHttpOk) {
     LogError() << "Error while waiting for index destruction, timeout";
   } else {
     LogError() << "Error while waiting for index destruction, head return " << status;

@@ -3,6 +3,7 @@
 #include "netweft/base/system/qxFlag.h"
 #include "netweft/base/system/qxLogObject.h"
 #include "netweft/http/HttpHelpers.h"
+#include "netweft/http/internal/HttpStatus.h"
 #include "netweft/river/internal/CreationDescriptor.h"
 #include "netweft/river/internal/JsonExchange.h"
 
@@ -39,8 +40,8 @@ bool IsPresent(const Check& check) {
                         check.cancelFlag);
   if (ReadFlag(check.cancelFlag)) return true;
   switch (result.httpReturnCode) {
-    case 200: return true;
-    case 404: LogWarning() << "Index " << check.indexName << " is missing !"; return false;
+    case http::sHttpOk: return true;
+    case http::sHttpNotFound: LogWarning() << "Index " << check.indexName << " is missing !"; return false;
     default:
       LogWarning() << "Fail to check index " << check.indexName << " " << check.connection.getLastErrorMsg();
       return false;
@@ -52,7 +53,7 @@ bool IsSameCreation(const Check& check, const string& descriptor) {
       GetJson(check.connection, check.es.toUrl(check.indexName, "_settings", {}), check.cancelFlag);
   if (ReadFlag(check.cancelFlag)) return true;
   if (!settings.good) {
-    if (settings.status != 404) {
+    if (settings.status != http::sHttpNotFound) {
       LogWarning() << "Error while retrieving current index settings " << check.connection.getLastErrorMsg();
     }
     return true;

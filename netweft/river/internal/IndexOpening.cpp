@@ -4,6 +4,7 @@
 #include "netweft/base/system/internal/FailPoint.h"
 #include "netweft/base/system/qxFlag.h"
 #include "netweft/base/system/qxLogObject.h"
+#include "netweft/http/internal/HttpStatus.h"
 #include "netweft/river/internal/CreationDescriptor.h"
 #include "netweft/river/internal/IndexDeletion.h"
 #include "netweft/river/internal/IndexMeta.h"
@@ -16,9 +17,6 @@
 namespace qx::couch {
 
 namespace {
-
-constexpr const char* sChannel = "esriver";
-constexpr uint32 sNotFound = 404;
 
 string ToText(const qxVariantMapImpl& map) {
   string text;
@@ -51,18 +49,18 @@ bool IndexOpening::run(uint64& startSeq) {
 
 IndexOpening::Verdict IndexOpening::inspect() {
   const JsonReply mapping = get("_mapping");
-  if (!mapping.good && mapping.status != sNotFound) {
+  if (!mapping.good && mapping.status != http::sHttpNotFound) {
     fail("Error while retrieving current index meta info ");
     return Verdict::Failed;
   }
-  if (mapping.status == sNotFound) return Verdict::Recreate;
+  if (mapping.status == http::sHttpNotFound) return Verdict::Recreate;
   mMeta = findIndexMeta(mName, mapping.map);
   return inspectCreation();
 }
 
 IndexOpening::Verdict IndexOpening::inspectCreation() {
   const JsonReply settings = get("_settings");
-  if (!settings.good && settings.status != sNotFound) {
+  if (!settings.good && settings.status != http::sHttpNotFound) {
     fail("Error while retrieving current index settings ");
     return Verdict::Failed;
   }
@@ -82,7 +80,7 @@ IndexOpening::Verdict IndexOpening::inspectStamps() {
       mMeta.getString("settingshash", "") == hashJson(mDefinition.settings)) {
     return inspectMapping();
   }
-  LogDetail(sChannel) << getDbName() << " => index should be recreated, settings or version were updated " << mName;
+  LogDetail("esriver") << getDbName() << " => index should be recreated, settings or version were updated " << mName;
   return Verdict::Recreate;
 }
 
@@ -91,7 +89,7 @@ IndexOpening::Verdict IndexOpening::inspectMapping() {
   qxVariantMapImpl delta;
   string reason;
   if (!compareMappings(decompressMapping(mMeta), mDefinition.mapping, delta, reason, true, true, "/")) {
-    LogDetail(sChannel) << getDbName() << " => index '" << mName << "' should be recreated, reason : " << reason;
+    LogDetail("esriver") << getDbName() << " => index '" << mName << "' should be recreated, reason : " << reason;
     return Verdict::Recreate;
   }
   // With nothing to send the stored fingerprint stays old, and the mappings are compared again at the next opening.
@@ -102,7 +100,7 @@ IndexOpening::Verdict IndexOpening::widen(qxVariantMapImpl delta) {
   qxVariantMapImpl meta = mMeta;
   renewIndexMeta(mDefinition, meta);
   delta["_meta"] = std::move(meta);
-  LogDetail(sChannel) << getDbName() << " => update idx '" << mName << "' with mapping " << ToText(delta);
+  LogDetail("esriver") << getDbName() << " => update idx '" << mName << "' with mapping " << ToText(delta);
   const bool good = putMapping(delta).good;
   impl::PassFailPoint("index-widened");
   if (good) return Verdict::Keep;
@@ -131,7 +129,7 @@ bool IndexOpening::recreate() {
 }
 
 bool IndexOpening::create(const qxVariantMapImpl& body) {
-  LogDetail(sChannel) << getDbName() << " => create idx " << mName << " with mapping " << ToText(body);
+  LogDetail("esriver") << getDbName() << " => create idx " << mName << " with mapping " << ToText(body);
   const JsonReply reply = PutJson(mConnection, mEs.toUrl(mName, {}), body, mCancelFlag);
   if (reply.good) return true;
   if (!ReadFlag(mCancelFlag)) {

@@ -5,6 +5,7 @@
 #include "netweft/base/system/qxFlag.h"
 #include "netweft/base/system/qxLogObject.h"
 #include "netweft/http/HttpHelpers.h"
+#include "netweft/http/internal/HttpStatus.h"
 #include "netweft/river/internal/IndexMeta.h"
 #include "netweft/river/internal/JsonExchange.h"
 
@@ -41,8 +42,8 @@ StepResult PostRefresh(const Refresh& refresh) {
   HttpHelpers::HttpResult result;
   result.content = &reply;
   result.errorMessage = &error;
-  if (!HttpHelpers::HttpPost(refresh.connection, refresh.es.toUrl(refresh.index.name, "_refresh", {}), string(), 200,
-                             &result, nullptr, nullptr, refresh.cancelFlag)) {
+  if (!HttpHelpers::HttpPost(refresh.connection, refresh.es.toUrl(refresh.index.name, "_refresh", {}), string(),
+                             http::sHttpOk, &result, nullptr, nullptr, refresh.cancelFlag)) {
     return FailUnlessCancelled(refresh, "Fail to refresh index ", error);
   }
   qxVariantMapImpl parsed;

@@ -3,14 +3,13 @@
 #include "netweft/base/json/Json2Variant.h"
 #include "netweft/base/system/qxFlag.h"
 #include "netweft/http/HttpHelpers.h"
+#include "netweft/http/internal/HttpStatus.h"
 
 namespace qx::couch {
 
 using http::HttpHelpers;
 
 namespace {
-
-constexpr unsigned char sOk = 200;
 
 bool ParseBody(JsonReply& reply) {
   if (reply.text.empty()) return true;
@@ -43,8 +42,8 @@ JsonReply PutJson(http::HttpConnection& connection, const Url& url, const qxVari
   json::Json2Variant::Convert(body, text, false);
   HttpHelpers::HttpResult result;
   result.content = &reply.text;
-  reply.good =
-      HttpHelpers::HttpPutJson(connection, url, text.data(), text.size(), sOk, &result, nullptr, nullptr, cancelFlag);
+  reply.good = HttpHelpers::HttpPutJson(connection, url, text.data(), text.size(), http::sHttpOk, &result, nullptr,
+                                        nullptr, cancelFlag);
   reply.status = result.httpReturnCode;
   return reply;
 }

@@ -21,11 +21,9 @@ namespace qx::couch {
 
 namespace {
 
-constexpr const char* sChannel = "esriver";
-
 /// How long transports are kept, in seconds, and how long a Worker that has some sleeps, in milliseconds.
 constexpr int64 sBundleLifeSec = 60;
-constexpr unsigned long sIdleWaitMs = 60000;
+constexpr unsigned long sBundleWaitMs = 60000;
 /// How long a Worker waits for the index phase before it looks at its database again.
 constexpr unsigned long sPhaseWaitMs = 250;
 
@@ -87,7 +85,7 @@ bool CouchToEsRiverManager::Worker::takeBatch(RiverBatch& batch) {
 
 void CouchToEsRiverManager::Worker::waitForWork() {
   if (mBundle != nullptr && mBundle->age.isElapsedSec(sBundleLifeSec)) mBundle.reset();
-  mState.condition.wait(&mState.mutex, mBundle != nullptr ? sIdleWaitMs : qxWaitCondition::sNoLimit);
+  mState.condition.wait(&mState.mutex, mBundle != nullptr ? sBundleWaitMs : qxWaitCondition::sNoLimit);
 }
 
 void CouchToEsRiverManager::Worker::serve(RiverBatch& batch) {
@@ -121,8 +119,8 @@ StepResult CouchToEsRiverManager::Worker::runBatch(RiverBatch& batch) {
 }
 
 StepResult CouchToEsRiverManager::Worker::fetch(RiverBatch& batch) {
-  LogDetail(sChannel) << linePrefix(batch) << "process " << uint64{batch.records.size()} << " docs from seq "
-                      << batch.records.front().getSeq() << " to " << batch.records.back().getSeq();
+  LogDetail("esriver") << linePrefix(batch) << "process " << uint64{batch.records.size()} << " docs from seq "
+                       << batch.records.front().getSeq() << " to " << batch.records.back().getSeq();
   const qxTimer phase(true);
   if (!FetchDocuments(batch, mState.parameters, mBundle->couch, &mCancelFlag)) {
     return isCancelled() ? StepResult::Cancelled : StepResult::Failed;
@@ -130,8 +128,8 @@ StepResult CouchToEsRiverManager::Worker::fetch(RiverBatch& batch) {
   // A budget of 0 would put every batch back for ever.
   list<ChangeRecord> left = TrimBatch(batch, std::max<uint64>(1, mState.parameters.maxBatchBytes));
   if (isCancelled() || !requeue(batch, left)) return StepResult::Cancelled;
-  LogDetail(sChannel) << linePrefix(batch) << "run " << uint64{batch.records.size()} << " GET @"
-                      << FormatRate(batch.records.size(), phase.getElapsedMs()) << "doc/s";
+  LogDetail("esriver") << linePrefix(batch) << "run " << uint64{batch.records.size()} << " GET @"
+                       << FormatRate(batch.records.size(), phase.getElapsedMs()) << "doc/s";
   return StepResult::Done;
 }
 
@@ -167,9 +165,9 @@ StepResult CouchToEsRiverManager::Worker::generate(RiverBatch& batch, uint64& co
   }
   commands = generator.getCommandCount();
   const int64 elapsed = phase.getElapsedMs();
-  LogDetail(sChannel) << linePrefix(batch) << "generate " << commands << " cmds @" << FormatRate(commands, elapsed)
-                      << "cmd/s, " << generator.getGeneratedBytes() << "B @"
-                      << FormatRate(generator.getGeneratedBytes(), elapsed) << "B/s";
+  LogDetail("esriver") << linePrefix(batch) << "generate " << commands << " cmds @" << FormatRate(commands, elapsed)
+                       << "cmd/s, " << generator.getGeneratedBytes() << "B @"
+                       << FormatRate(generator.getGeneratedBytes(), elapsed) << "B/s";
   return StepResult::Done;
 }
 
@@ -181,7 +179,7 @@ StepResult CouchToEsRiverManager::Worker::post(const RiverBatch& batch, uint64 c
     if (result != StepResult::Done) return result;
     impl::PassFailPoint("bulk-posted");
   }
-  LogDetail(sChannel) << linePrefix(batch) << "index @" << FormatRate(commands, phase.getElapsedMs()) << "cmd/s";
+  LogDetail("esriver") << linePrefix(batch) << "index @" << FormatRate(commands, phase.getElapsedMs()) << "cmd/s";
   return StepResult::Done;
 }
 
@@ -192,8 +190,8 @@ StepResult CouchToEsRiverManager::Worker::refresh(const RiverBatch& batch, uint6
     if (result != StepResult::Done) return result;
     impl::PassFailPoint("sequence-stored");
   }
-  LogDetail(sChannel) << linePrefix(batch) << "refresh in " << FormatDuration(AtLeastOneMs(phase), 1, false)
-                      << ", write seq " << sequence;
+  LogDetail("esriver") << linePrefix(batch) << "refresh in " << FormatDuration(AtLeastOneMs(phase), 1, false)
+                       << ", write seq " << sequence;
   return StepResult::Done;
 }
 
@@ -207,7 +205,7 @@ void CouchToEsRiverManager::Worker::recordProgress(const RiverBatch& batch, uint
 void CouchToEsRiverManager::Worker::release(const RiverBatch& batch, StepResult result) {
   // A cancelled batch is no failure, whatever it ran into on its way out.
   if (isCancelled()) {
-    LogDetail(sChannel) << linePrefix(batch) << "job canceled";
+    LogDetail("esriver") << linePrefix(batch) << "job canceled";
     result = StepResult::Cancelled;
   }
   qxMutexLocker lock(mState.mutex, true);

@@ -39,7 +39,7 @@ class JsonOutput {
   bool failed() const { return mFailed; }
 
  private:
-  static constexpr size_t sPiece = 16 * 1024;
+  static constexpr size_t sPiece = size_t{16} * 1024;
 
   string mBuffer;
   string& mText;

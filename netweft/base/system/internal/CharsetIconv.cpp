@@ -17,7 +17,7 @@ constexpr const char* sWide = "WCHAR_T";
 string LocalCodeSet() {
   const locale_t environment = newlocale(LC_CTYPE_MASK, "", nullptr);
   if (environment == nullptr) return "UTF-8";
-  const string name = nl_langinfo_l(CODESET, environment);
+  string name = nl_langinfo_l(CODESET, environment);
   freelocale(environment);
   return name;
 }
@@ -35,7 +35,10 @@ class Converter {
     if (isOpen()) iconv_close(mHandle);
   }
 
-  bool isOpen() const { return mHandle != reinterpret_cast<iconv_t>(-1); }
+  bool isOpen() const {
+    return mHandle !=
+           reinterpret_cast<iconv_t>(-1);  // NOLINT(performance-no-int-to-ptr): so iconv_open says that it failed
+  }
 
   /// Converts bytes to bytes. An input unit of `unit` bytes that has no counterpart gives `substitute`.
   string convert(std::string_view input, size_t unit, std::string_view substitute) const {
