@@ -15,6 +15,8 @@ class Input {
 
   bool isEmpty() const { return mLeft.empty(); }
 
+  bool hasLine() const { return mLeft.find('\n') != std::string_view::npos; }
+
   unsigned char takeByte() {
     const std::string_view byte = takeText(1);
     return byte.empty() ? static_cast<unsigned char>(0) : static_cast<unsigned char>(byte.front());

@@ -1,5 +1,7 @@
 #include "fuzz/Input.h"
+#include "fuzz/JsonMap.h"
 #include "fuzz/Pieces.h"
+#include "fuzz/Require.h"
 #include "fuzz/Target.h"
 #include "netweft/couch/internal/FeedReader.h"
 
@@ -7,7 +9,8 @@
 
 /// A feed, however it is cut, gives the same messages up to the one that ends it. Heartbeats aside: how many of those
 /// there are is a matter of the pieces. Lines behind the one that ends a feed are seen only when they came in the same
-/// piece. The first byte chooses the kind of feed, the second where to cut.
+/// piece. And the feed of a database gives each line that tells a change. The first byte chooses the kind of feed, the
+/// second where to cut.
 namespace qx::fuzz {
 namespace {
 
@@ -18,6 +21,7 @@ struct Outcome {
   bool operator==(const Outcome& other) const = default;
 
   vector<string> messages;
+  vector<string> changes;  ///< of the messages those that are changes: sequence and identifier
   bool isEnded = false;
   qx::int64 since = 0;
 };
@@ -29,6 +33,7 @@ void RecordMessage(ChangesListener::CallbackMsg msg, const ChangesListener::Call
                 param.errorMessage + "|" + std::to_string(param.seq) + (param.deleted ? "|deleted" : "");
   for (const string& revision : param.revisions) text += "|" + revision;
   outcome.messages.push_back(text);
+  if (msg == ChangesListener::CM_NewChange) outcome.changes.push_back(std::to_string(param.seq) + " " + param.docId);
   outcome.since = param.seq;
   outcome.isEnded =
       msg == ChangesListener::CM_ListenStopedDueToError || msg == ChangesListener::CM_ListenStopedDbMissing;
@@ -48,11 +53,28 @@ Outcome Read(const string& db, const Pieces& pieces) {
   return outcome;
 }
 
+/// What the lines of a database's feed tell, up to the one that ends it.
+vector<string> ListChanges(Input feed) {
+  vector<string> changes;
+  while (feed.hasLine()) {
+    qxVariantMapImpl line;
+    if (!ReadJson(feed.takeLine(), line)) continue;
+    const bool isChange = line.contains("seq");
+    const int64 seq = line.getValue("seq", -1).toInteger();
+    if (isChange ? seq < 0 : line.contains("error")) break;
+    if (isChange) changes.push_back(std::to_string(seq) + " " + line.getValue("id", "").getString());
+  }
+  return changes;
+}
+
 void CheckFeed(std::string_view bytes) {
   Input input(bytes);
   const string db = input.takeByte() % 2 == 0 ? "db" : "";
   const unsigned char cut = input.takeByte();
-  RequireSameInPieces(input.takeRest(), cut, [&db](const Pieces& pieces) { return Read(db, pieces); });
+  const std::string_view feed = input.takeRest();
+  RequireSameInPieces(feed, cut, [&db](const Pieces& pieces) { return Read(db, pieces); });
+  if (!db.empty())
+    Require(Read(db, {feed}).changes == ListChanges(Input(feed)), "each line that tells a change is told");
 }
 
 const Target sTarget("couch_feed", CheckFeed);

@@ -2,11 +2,12 @@
 
 #include "fuzz/Require.h"
 #include "fuzz/Target.h"
+#include "netweft/base/json/Json2Variant.h"
 
 #include <utf8.h>
 
-/// The text behind a JSON string is valid UTF-8, no longer than its source, and the same whether it is written over the
-/// source or beside it.
+/// The text behind a JSON string is valid UTF-8, no longer than its source, the same whether it is written over the
+/// source or beside it, and the same that the reader of whole JSON texts gives.
 namespace qx::fuzz {
 namespace {
 
@@ -29,6 +30,15 @@ Conversion Convert(const vector<char>& text, vector<char>& target) {
   return result;
 }
 
+void CheckString(const string& escaped, const Conversion& result) {
+  const string list = "[\"" + escaped + "\"]";
+  qxVariantListImpl read;
+  if (!json::Json2Variant::Convert(list.data(), list.size(), read) || read.size() != 1) return;
+  // Pairs of surrogates are refused here.
+  if (escaped.find("\\ud") != string::npos || escaped.find("\\uD") != string::npos) return;
+  Require(result.isGood && result.text == read[0].getString(), "a JSON string is converted to its text");
+}
+
 void CheckText(std::string_view bytes) {
   const vector<char> text(bytes.begin(), bytes.end());
   vector<char> beside(text.size());
@@ -37,6 +47,7 @@ void CheckText(std::string_view bytes) {
   Require(Convert(over, over) == result, "a text may be converted in its own place");
   Require(result.isGood == result.error.empty(), "a failure has a reason");
   Require(utf8::is_valid(result.text.begin(), result.text.end()), "what is converted is UTF-8");
+  CheckString(string(bytes), result);
 }
 
 const Target sTarget("json_to_utf8", CheckText);
