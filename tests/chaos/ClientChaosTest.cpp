@@ -182,7 +182,8 @@ TEST_P(ClientChaosTest, TellsOfAReplyThatBreaksOffAtAnyByte) {
                const uint64 hits = mProxy.getHits();
                const Outcome outcome = use();
                // Behind the last byte a cut is none: nothing is missing.
-               if (mProxy.getHits() == hits) return;
+               // A feed asks again as often as time allows, and so more often than in the use without a fault.
+               if (mProxy.getHits() == hits || exchange >= shapes.size()) return;
                const Shape& shape = shapes.at(exchange);
                if (offset == shape.all) return;
                EXPECT_TRUE(outcome == Outcome::Broke || mayWorkWhenCutAt(shape, offset)) << outcome;

@@ -32,6 +32,7 @@ class BatchTakingTest : public testing::Test {
     entry.dbName = name;
     entry.generation = 3;
     entry.epoch = 7;
+    entry.openedEpoch = 7;
     entry.identity = 5;
     entry.lastRunSec = lastRunSec;
     for (int i = 0; i < changes; ++i) Queue(entry, "d" + std::to_string(i), static_cast<uint64>(i + 1));
@@ -67,6 +68,13 @@ TEST_F(BatchTakingTest, AnEmptyQueueIsPassedOver) {
 TEST_F(BatchTakingTest, ADatabaseInItsFetchPhaseIsPassedOverAndOneInItsIndexPhaseIsNot) {
   add("a", 0, 1).phaseFlags = PF_Fetch;
   add("b", 50, 1).phaseFlags = PF_Index;
+  EXPECT_EQ(ChooseEntry(mDatabases)->dbName, "b");
+}
+
+TEST_F(BatchTakingTest, ADatabaseThatIsToBeOpenedAnewIsPassedOver) {
+  add("a", 0, 1).epoch = 8;
+  EXPECT_EQ(ChooseEntry(mDatabases), nullptr);
+  add("b", 50, 1);
   EXPECT_EQ(ChooseEntry(mDatabases)->dbName, "b");
 }
 

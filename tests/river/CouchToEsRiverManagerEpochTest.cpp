@@ -135,4 +135,36 @@ TEST_F(CouchToEsRiverManagerEpochTest, ALaterBatchGoesNoFurtherThanALostOneWhile
   EXPECT_TRUE(untilDocument("a", "two"));
 }
 
+TEST_F(CouchToEsRiverManagerEpochTest, NothingIsTakenFromBehindAFailedBatchBeforeThePassSeesTheFailure) {
+  mParameters.workerCount = 1;
+  mParameters.maxDocsPerBatch = 1;
+  mParameters.refreshPeriodSec = 0;
+  start();
+  open("a", "a");
+  open("b", "b");
+  const Gate fetch;
+  mCouch.answer("GET /a/one", Reply().waitFor(fetch).send(Reply::HttpText(500, "{}")));
+  mCouch.put("a", "one");
+  ASSERT_TRUE(fetch.waitForArrivals(1));
+  mCouch.put("a", "two");
+  mCouch.put("b", "one");
+  const Gate proof = mCouch.hold("GET /b/two");
+  mCouch.put("b", "two");
+  ASSERT_TRUE(untilSeen("a", "two") && untilSeen("b", "two"));
+
+  holdControl();
+  impl::AdvanceClock(5000);  // "a" has waited longer than "b" when the Worker chooses for the second time
+  fetch.open();
+  ASSERT_TRUE(proof.waitForArrivals(1));
+  EXPECT_EQ(mCouch.count("GET /a/two"), 0u);
+  EXPECT_EQ(meta("a", "lastrefreshseq"), "0");
+
+  letControlGo();
+  proof.open();
+  ASSERT_TRUE(untilOpenings("a", 2));
+  impl::AdvanceClock(61000);
+  EXPECT_TRUE(untilDocument("a", "one"));
+  EXPECT_TRUE(untilDocument("a", "two"));
+}
+
 }  // namespace qx::couch::test

@@ -31,7 +31,7 @@ bool DecideRefresh(DbEntry& entry, const RiverParameters& parameters) {
 DbEntry* ChooseEntry(map<string, DbEntry>& databases) {
   DbEntry* chosen = nullptr;
   for (auto& [name, entry] : databases) {
-    if ((entry.phaseFlags & PF_Fetch) != 0 || entry.queue.empty()) continue;
+    if ((entry.phaseFlags & PF_Fetch) != 0 || entry.queue.empty() || entry.epoch != entry.openedEpoch) continue;
     if (chosen == nullptr || entry.lastRunSec <= chosen->lastRunSec) chosen = &entry;
   }
   return chosen;

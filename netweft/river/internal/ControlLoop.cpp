@@ -161,6 +161,7 @@ bool CouchToEsRiverManager::ControlLoop::open(DbEntry& entry, IndexJob& job) {
                              sFeedReconnectDelaySec);
   job.seenGeneration = entry.generation;
   job.seenEpoch = entry.epoch;
+  entry.openedEpoch = entry.epoch;
   job.healthTimer.snapTime();
   impl::PassFailPoint("feed-opened");
   return true;

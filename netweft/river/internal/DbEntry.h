@@ -40,6 +40,11 @@ struct DbEntry {
   /// any more: by `addIndex`, `removeIndex`, a failed batch and a restart. A Worker compares it beside `generation`.
   uint64 epoch = 0;
 
+  /// The epoch in which the control thread has opened the feed. While it is another one no batch is taken: the queue
+  /// still holds what came behind the changes of a batch that has failed, and a sequence that is stored behind them would
+  /// lose them.
+  uint64 openedEpoch = 0;
+
   /// Tells this entry from an earlier or later one of the same database: the epoch that it was made with. A batch may
   /// outlive its entry, and must not clear the phase bits of the next one.
   uint64 identity = 0;
