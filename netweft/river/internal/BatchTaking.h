@@ -7,8 +7,8 @@
 /// How a Worker gets its batch. Everything here runs with the manager's lock held.
 namespace qx::couch {
 
-/// The database to serve next: no Worker fetching for it, something in its queue, opened since its epoch was renewed, and
-/// the longest time since its last batch; the last in key order among equals. Null when there is none.
+/// The database to serve next: no Worker fetching for it, something in its queue, opened since its epoch was renewed,
+/// and the longest time since its last batch; the last in key order among equals. Null when there is none.
 DbEntry* ChooseEntry(map<string, DbEntry>& databases);
 
 /// Moves the head of the entry's queue into a new batch, takes the entry's fetch phase and decides whether this batch

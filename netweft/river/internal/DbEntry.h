@@ -41,8 +41,8 @@ struct DbEntry {
   uint64 epoch = 0;
 
   /// The epoch in which the control thread has opened the feed. While it is another one no batch is taken: the queue
-  /// still holds what came behind the changes of a batch that has failed, and a sequence that is stored behind them would
-  /// lose them.
+  /// still holds what came behind the changes of a batch that has failed, and a sequence that is stored behind them
+  /// would lose them.
   uint64 openedEpoch = 0;
 
   /// Tells this entry from an earlier or later one of the same database: the epoch that it was made with. A batch may
