@@ -23,7 +23,7 @@ MultiThreadedDocumentGetter::MultiThreadedDocumentGetter(const MultiThreadedDocu
 MultiThreadedDocumentGetter::~MultiThreadedDocumentGetter() { mState->work.stop(); }
 
 void MultiThreadedDocumentGetter::addJobs(const vector<string>& ids) {
-  const qxMutexLocker lock(mState->work.pool.mutex, true);
+  const qxMutexLocker lock(mState->work.jobs.mutex(), true);
   if (!mState->work.jobs.isCancelledHeld()) mState->work.jobs.addAllHeld(ids);
 }
 

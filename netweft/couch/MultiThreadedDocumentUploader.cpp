@@ -1,5 +1,6 @@
 #include "netweft/couch/MultiThreadedDocumentUploader.h"
 
+#include "netweft/base/system/internal/AssumeHeld.h"
 #include "netweft/base/system/internal/PollUntilDone.h"
 #include "netweft/couch/internal/DocumentUploaderState.h"
 #include "netweft/couch/internal/DocumentUploaderWorker.h"
@@ -35,8 +36,12 @@ bool MultiThreadedDocumentUploader::sendBatch(string& batch) {
 }
 
 bool MultiThreadedDocumentUploader::waitForEnd(const bool* cancelFlag) {
-  const auto isDone = [this] { return mState->isDone(); };
+  const auto isDone = [this] {
+    impl::AssumeHeld(mState->pool.mutex);
+    return mState->isDone();
+  };
   const auto dropPending = [this] {
+    impl::AssumeHeld(mState->pool.mutex);
     if (mState->pendingBatch.empty()) return;
     mState->pendingBatch.clear();
     mState->roomOrEnd.wakeAll();  // a blocked producer has room now, and no worker will come by to tell it

@@ -23,7 +23,7 @@ MultiThreadedDocumentGetter::MultiThreadedDocumentGetter(const MultiThreadedDocu
 MultiThreadedDocumentGetter::~MultiThreadedDocumentGetter() { mState->work.stop(); }
 
 void MultiThreadedDocumentGetter::addJobs(const map<string, string>& idToType) {
-  const qxMutexLocker lock(mState->work.pool.mutex, true);
+  const qxMutexLocker lock(mState->work.jobs.mutex(), true);
   mState->work.jobs.addAllHeld(idToType);
 }
 
@@ -38,7 +38,7 @@ void MultiThreadedDocumentGetter::cancel() { mState->work.jobs.cancel(); }
 bool MultiThreadedDocumentGetter::waitUntilAllJobsAreDone(const bool* cancelFlag, uint64* bytesReceived) {
   const bool isWhole = mState->work.jobs.waitUntilAllDone(cancelFlag);
   if (bytesReceived != nullptr) {
-    const qxMutexLocker lock(mState->work.pool.mutex, true);
+    const qxMutexLocker lock(mState->work.jobs.mutex(), true);
     *bytesReceived = mState->bytesReceived;
   }
   return isWhole;

@@ -1,5 +1,7 @@
 #include "netweft/base/system/internal/JobPool.h"
 
+#include "netweft/base/system/internal/WorkerThread.h"
+
 #include <gmock/gmock.h>
 
 namespace qx::impl {

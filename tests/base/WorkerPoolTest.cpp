@@ -1,5 +1,6 @@
 #include "netweft/base/system/internal/WorkerPool.h"
 
+#include "netweft/base/system/internal/WorkerThread.h"
 #include "netweft/base/system/qxMutexLocker.h"
 #include "tests/support/Gate.h"
 #include "tests/support/LogCapture.h"

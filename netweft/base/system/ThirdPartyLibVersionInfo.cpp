@@ -1,15 +1,14 @@
 #include "netweft/base/system/ThirdPartyLibVersionInfo.h"
 
 #include "netweft/base/system/internal/NoDestroy.h"
-
-#include <mutex>
+#include "netweft/base/system/qxMutexLocker.h"
 
 namespace qx::impl {
 namespace {
 
 struct Registry {
-  std::mutex mutex;
-  map<string, string> versions;  ///< guarded by `mutex`
+  qxMutex mutex;
+  map<string, string> versions NETWEFT_GUARDED_BY(mutex);
 };
 
 Registry& GetRegistry() {
@@ -21,19 +20,19 @@ Registry& GetRegistry() {
 
 void RegisterThirdPartyLibVersionInfo(const char* name, const char* version) {
   Registry& registry = GetRegistry();
-  const std::lock_guard lock(registry.mutex);
+  const qxMutexLocker lock(registry.mutex, true);
   registry.versions.insert_or_assign(name, version != nullptr ? version : "");
 }
 
 void UnRegisterThirdPartyLibVersionInfo(const char* name) {
   Registry& registry = GetRegistry();
-  const std::lock_guard lock(registry.mutex);
+  const qxMutexLocker lock(registry.mutex, true);
   registry.versions.erase(name);
 }
 
 map<string, string> GetThirdPartyLibVersionInfo() {
   Registry& registry = GetRegistry();
-  const std::lock_guard lock(registry.mutex);
+  const qxMutexLocker lock(registry.mutex, true);
   return registry.versions;
 }
 

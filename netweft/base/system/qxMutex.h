@@ -1,6 +1,7 @@
 #pragma once
 
 #include "netweft/base/system/NetweftExport.h"
+#include "netweft/base/system/ThreadAnnotations.h"
 
 #include <atomic>
 #include <mutex>
@@ -10,7 +11,7 @@ namespace qx {
 
 /// A lock that its holder may take again: a host's callback runs at times with a lock of the library's held, and
 /// may call back. Taken and released on the same thread, as many times one as the other.
-class NETWEFT_EXPORT qxMutex {
+class NETWEFT_EXPORT NETWEFT_CAPABILITY("mutex") qxMutex {
  public:
   qxMutex() = default;
   qxMutex(const qxMutex&) = delete;
@@ -18,8 +19,8 @@ class NETWEFT_EXPORT qxMutex {
   virtual ~qxMutex();
 
   /// Take it, waiting without limit while another thread holds it, and give it back once.
-  void lock();
-  void unlock();
+  void lock() NETWEFT_ACQUIRE();
+  void unlock() NETWEFT_RELEASE();
 
  private:
   friend class qxWaitCondition;

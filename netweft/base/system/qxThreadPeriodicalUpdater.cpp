@@ -1,6 +1,7 @@
 #include "netweft/base/system/qxThreadPeriodicalUpdater.h"
 
 #include "netweft/base/system/internal/CallbackRounds.h"
+#include "netweft/base/system/qxMutexLocker.h"
 
 #include <algorithm>
 #include <chrono>
@@ -12,15 +13,21 @@ struct NETWEFT_HIDDEN qxThreadPeriodicalUpdater::State {
 
   /// False when it is time to end.
   bool waitForRound() {
-    std::unique_lock lock(mutex);
-    return !stopChanged.wait_for(lock, period, [this] { return stop; });
+    using std::chrono::steady_clock;
+    const qxMutexLocker lock(mutex, true);
+    const auto next = steady_clock::now() + period;
+    for (auto now = steady_clock::now(); !stop && now < next; now = steady_clock::now()) {
+      const auto left = std::chrono::ceil<std::chrono::milliseconds>(next - now).count();
+      stopChanged.wait(&mutex, std::min(static_cast<unsigned long>(left), qxWaitCondition::sNoLimit - 1));
+    }
+    return !stop;
   }
 
   const std::chrono::seconds period;
   impl::CallbackRounds rounds;
-  std::mutex mutex;
-  std::condition_variable stopChanged;
-  bool stop = false;  ///< guarded by `mutex`
+  qxMutex mutex;
+  qxWaitCondition stopChanged;
+  bool stop NETWEFT_GUARDED_BY(mutex) = false;
 };
 
 qxThreadPeriodicalUpdater::qxThreadPeriodicalUpdater(unsigned int period) : mState(std::make_unique<State>(period)) {
@@ -30,10 +37,10 @@ qxThreadPeriodicalUpdater::qxThreadPeriodicalUpdater(unsigned int period) : mSta
 qxThreadPeriodicalUpdater::~qxThreadPeriodicalUpdater() {
   mState->rounds.stop();
   {
-    const std::lock_guard lock(mState->mutex);
+    const qxMutexLocker lock(mState->mutex, true);
     mState->stop = true;
   }
-  mState->stopChanged.notify_all();
+  mState->stopChanged.wakeAll();
   waitThread(sNoLimit);
 }
 

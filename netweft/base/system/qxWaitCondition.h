@@ -22,7 +22,7 @@ class NETWEFT_EXPORT qxWaitCondition {
   /// `mutex` is held on entry and on return, and released meanwhile. It must be held exactly once: a wait with
   /// a mutex that is held twice would never let go of it, so debug builds abort on it. Real time, in
   /// milliseconds. True when woken, false at the limit.
-  bool wait(qxMutex* mutex, unsigned long ms);
+  bool wait(qxMutex* mutex, unsigned long ms) NETWEFT_REQUIRES(mutex);
 
   /// Wake one waiting thread, or all. Callable with and without the mutex.
   void wakeOne();

@@ -1,6 +1,7 @@
 #include "netweft/couch/internal/ConflictSolverManager.h"
 
 #include "netweft/base/json/Json2Variant.h"
+#include "netweft/base/system/internal/WorkerThread.h"
 #include "netweft/base/system/qxLogObject.h"
 #include "netweft/base/system/qxStringUtils.h"
 #include "netweft/couch/internal/ConflictSettler.h"
@@ -33,39 +34,40 @@ void ConflictSolver::Manager::run() {
 bool ConflictSolver::Manager::step() {
   qxMutexLocker lock(mState.requestMutex, true);
   if (ReadFlag(mState.stopFlag)) return false;
-  if (mState.current != nullptr) {
-    serveCurrent(lock);
-  } else if (!mState.pending.empty()) {
-    beginNext();
-  } else {
-    mConnection.reset();
-    mState.requestCondition.wait(&mState.requestMutex, qxWaitCondition::sNoLimit);
+  if (mState.current == nullptr) {
+    beginNextOrWait();
+    return true;
   }
-  return true;
-}
-
-void ConflictSolver::Manager::serveCurrent(qxMutexLocker& requestLock) {
-  if (ReadFlag(mState.cancelFlag)) {
-    goOnCancelling();
-    return;
-  }
-  if (!isTimeToRead()) {
-    mState.requestCondition.wait(&mState.requestMutex, sRequestPollMs);
-    return;
-  }
-  requestLock.unlock();
+  if (!prepareReading()) return true;
+  lock.unlock();
   const bool hadError = ReadFlag(mState.errorFlag);
   qxVariantMapImpl answer;
   const Reading reading = readView(answer);
-  requestLock.lock();
+  lock.lock();
   if (reading == R_TimedOut) {
     mState.requestCondition.wait(&mState.requestMutex, sRequestPollMs);
   } else {
     takeIn(reading, hadError, answer);
   }
+  return true;
 }
 
-void ConflictSolver::Manager::beginNext() {
+bool ConflictSolver::Manager::prepareReading() {
+  if (ReadFlag(mState.cancelFlag)) {
+    goOnCancelling();
+    return false;
+  }
+  if (isTimeToRead()) return true;
+  mState.requestCondition.wait(&mState.requestMutex, sRequestPollMs);
+  return false;
+}
+
+void ConflictSolver::Manager::beginNextOrWait() {
+  if (mState.pending.empty()) {
+    mConnection.reset();
+    mState.requestCondition.wait(&mState.requestMutex, qxWaitCondition::sNoLimit);
+    return;
+  }
   const auto first = mState.pending.begin();
   auto request = std::make_shared<const ResolveConflictRequest>(first->second);
   mState.pending.erase(first);

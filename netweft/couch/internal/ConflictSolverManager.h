@@ -25,14 +25,13 @@ class NETWEFT_HIDDEN ConflictSolver::Manager {
 
   /// One round, as far as the next wait. False when the solver is to stop.
   bool step();
-  void serveCurrent(qxMutexLocker& requestLock);
-
-  // With the request mutex held.
-  void beginNext();
-  void goOnCancelling();
-  bool isTimeToRead();
-  void takeIn(Reading reading, bool hadError, qxVariantMapImpl& answer);
-  void finish(int completed, uint64 documentsDone);
+  void beginNextOrWait() NETWEFT_REQUIRES(mState.requestMutex);
+  /// False when the current request's view is not to be read now: waits, or goes on cancelling.
+  bool prepareReading() NETWEFT_REQUIRES(mState.requestMutex);
+  void goOnCancelling() NETWEFT_REQUIRES(mState.requestMutex);
+  bool isTimeToRead() NETWEFT_REQUIRES(mState.requestMutex);
+  void takeIn(Reading reading, bool hadError, qxVariantMapImpl& answer) NETWEFT_REQUIRES(mState.requestMutex);
+  void finish(int completed, uint64 documentsDone) NETWEFT_REQUIRES(mState.requestMutex);
 
   /// No lock.
   Reading readView(qxVariantMapImpl& answer);

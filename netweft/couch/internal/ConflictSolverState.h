@@ -15,8 +15,7 @@ struct NETWEFT_HIDDEN ConflictSolver::State {
   State(uint64 givenViewLimit, uint64 givenWorkerBatch)
       : viewLimit(givenViewLimit), workerBatch(std::max<uint64>(givenWorkerBatch, 1)) {}
 
-  /// With the request mutex held.
-  void cancelHeld(const string& db) noexcept {
+  void cancelHeld(const string& db) noexcept NETWEFT_REQUIRES(requestMutex) {
     pending.erase(db);
     if (current != nullptr && current->dbName == db) StoreFlag(cancelFlag, true);
     requestCondition.wakeAll();
@@ -28,10 +27,9 @@ struct NETWEFT_HIDDEN ConflictSolver::State {
   qxMutex requestMutex;
   qxWaitCondition requestCondition;  ///< wakes the manager, and those who wait for the end of a request
 
-  // Guarded by the request mutex.
-  map<string, ResolveConflictRequest> pending;
-  /// Null: none is being served. The manager sets it while there are no jobs, so that workers may read it with the job
-  /// mutex alone as long as there are some.
+  map<string, ResolveConflictRequest> pending NETWEFT_GUARDED_BY(requestMutex);
+  /// Null: none is being served. Written by the manager's thread with the request mutex held, and while there are no
+  /// jobs: so workers may read it with the job mutex alone as long as there are some, and the manager with none.
   shared_ptr<const ResolveConflictRequest> current;
 
   // Read and written through qxFlag.h. Cleared when a request begins, at which time no worker is busy.
@@ -39,9 +37,8 @@ struct NETWEFT_HIDDEN ConflictSolver::State {
   bool errorFlag = false;
   bool stopFlag = false;
 
-  // Guarded by the job mutex.
-  ConflictJobs jobs;
-  uint64 documentsDone = 0;
+  ConflictJobs jobs NETWEFT_GUARDED_BY(pool.mutex);
+  uint64 documentsDone NETWEFT_GUARDED_BY(pool.mutex) = 0;
 
   impl::WorkerPool pool;
 };

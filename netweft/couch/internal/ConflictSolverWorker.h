@@ -1,5 +1,6 @@
 #pragma once
 
+#include "netweft/base/system/internal/WorkerThread.h"
 #include "netweft/couch/internal/ConflictSolverState.h"
 #include "netweft/http/HttpConnection.h"
 
@@ -14,9 +15,9 @@ class NETWEFT_HIDDEN ConflictSolver::Worker final : public impl::WorkerThread {
   /// The entries for one document, which stand or fall together, each.
   using Solutions = vector<qxVariantListImpl>;
 
-  Taking takeBatch() override;
+  Taking takeBatch() override NETWEFT_REQUIRES(mState.pool.mutex);
   void serveBatch() override;
-  void finishBatch() override;
+  void finishBatch() override NETWEFT_REQUIRES(mState.pool.mutex);
   void onIdle() override { mConnection.reset(); }
   void onEnd() override { mConnection.reset(); }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "netweft/base/system/internal/WorkerThread.h"
 #include "netweft/couch/internal/DocumentGetterState.h"
 #include "netweft/http/HttpConnection.h"
 #include "netweft/http/internal/JsonPost.h"
@@ -12,9 +13,9 @@ class NETWEFT_HIDDEN MultiThreadedDocumentGetter::Worker final : public impl::Wo
   Worker(MultiThreadedDocumentGetter& getter, State& state);
 
  private:
-  Taking takeBatch() override;
+  Taking takeBatch() override NETWEFT_REQUIRES(mState.work.jobs.mutex());
   void serveBatch() override;
-  void finishBatch() override;
+  void finishBatch() override NETWEFT_REQUIRES(mState.work.jobs.mutex());
   void onEnd() override;
 
   /// False with the reason in `error`.

@@ -11,15 +11,14 @@ namespace qx::couch {
 struct NETWEFT_HIDDEN MultiThreadedDocumentUploader::State {
   State(const CouchConnectionParameters& givenServer, const string& db) : server(givenServer), dbName(db) {}
 
-  /// With the pool's mutex held: nothing waits, and no post is out.
-  bool isDone() const noexcept { return pendingBatch.empty() && !pool.isAnyBusy(); }
+  /// Nothing waits, and no post is out.
+  bool isDone() const noexcept NETWEFT_REQUIRES(pool.mutex) { return pendingBatch.empty() && !pool.isAnyBusy(); }
 
   // Constant.
   const CouchConnectionParameters& server;
   const string dbName;
 
-  // Guarded by the pool's mutex.
-  string pendingBatch;  ///< empty: none
+  string pendingBatch NETWEFT_GUARDED_BY(pool.mutex);  ///< empty: none
 
   /// Written with the pool's mutex held; never false again.
   std::atomic<bool> hasError{false};

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "netweft/base/system/internal/WorkerThread.h"
 #include "netweft/couch/internal/DocumentUploaderState.h"
 #include "netweft/http/HttpConnection.h"
 
@@ -11,9 +12,9 @@ class NETWEFT_HIDDEN MultiThreadedDocumentUploader::Worker final : public impl::
   explicit Worker(State& state);
 
  private:
-  Taking takeBatch() override;
+  Taking takeBatch() override NETWEFT_REQUIRES(mState.pool.mutex);
   void serveBatch() override;
-  void finishBatch() override;
+  void finishBatch() override NETWEFT_REQUIRES(mState.pool.mutex);
 
   bool post();
 

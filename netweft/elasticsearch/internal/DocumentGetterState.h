@@ -27,8 +27,7 @@ struct NETWEFT_HIDDEN MultiThreadedDocumentGetter::State {
   const uint64 maxBatch;
   const qxVariant sourceFields;
 
-  /// Guarded by the pool's mutex.
-  uint64 bytesReceived = 0;
+  uint64 bytesReceived NETWEFT_GUARDED_BY(work.jobs.mutex()) = 0;
 
   /// Last: its workers are joined before anything above dies.
   impl::JobPool<map<string, string>, Settings> work;

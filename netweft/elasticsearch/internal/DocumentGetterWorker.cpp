@@ -14,12 +14,11 @@ MultiThreadedDocumentGetter::Worker::Worker(MultiThreadedDocumentGetter& getter,
 }
 
 impl::WorkerThread::Taking MultiThreadedDocumentGetter::Worker::takeBatch() {
-  auto& work = mState.work;
-  if (work.jobs.isEmptyHeld()) return T_Wait;
-  const uint64 share = work.jobs.countUndoneHeld() / work.pool.size();
-  work.jobs.takeHeld(mBatch, std::max<uint64>(1, std::min(mState.maxBatch, share)));
+  if (mState.work.jobs.isEmptyHeld()) return T_Wait;
+  const uint64 share = mState.work.jobs.countUndoneHeld() / mState.work.pool.size();
+  mState.work.jobs.takeHeld(mBatch, std::max<uint64>(1, std::min(mState.maxBatch, share)));
   mBatchSize = mBatch.size();
-  mSettings = work.settings;
+  mSettings = mState.work.settings;
   return T_Batch;
 }
 

@@ -1,6 +1,7 @@
 #include "netweft/base/system/internal/CallbackRounds.h"
 
 #include "netweft/base/system/qxLogObject.h"
+#include "netweft/base/system/qxMutexLocker.h"
 
 #include <algorithm>
 #include <exception>
@@ -21,24 +22,25 @@ void CallGuarded(CallbackRounds::Callback fn, void* arg) noexcept {
 }  // namespace
 
 void CallbackRounds::add(Callback fn, void* arg) {
-  const std::lock_guard lock(mMutex);
+  const qxMutexLocker lock(mMutex, true);
   if (find(fn, arg) != mRegistrations.end()) return;
   mRegistrations.push_back({mLastId + 1, fn, arg});
   ++mLastId;
 }
 
 void CallbackRounds::remove(Callback fn, void* arg) {
-  std::unique_lock lock(mMutex);
+  const qxMutexLocker lock(mMutex, true);
   const auto found = find(fn, arg);
   if (found != mRegistrations.end()) mRegistrations.erase(found);
   // It may have been removed before, and run still.
   const bool runs = mRunning && mCurrent.fn == fn && mCurrent.arg == arg;
   if (!runs || mThread == std::this_thread::get_id()) return;
-  mCallFinished.wait(lock, [this, call = mFinishedCalls] { return mFinishedCalls != call; });
+  const uint64 call = mFinishedCalls;
+  while (mFinishedCalls == call) mCallFinished.wait(&mMutex, qxWaitCondition::sNoLimit);
 }
 
 void CallbackRounds::runRound() {
-  std::unique_lock lock(mMutex);
+  qxMutexLocker lock(mMutex, true);
   const uint64 lastOfRound = mLastId;
   mThread = std::this_thread::get_id();
   mCurrent = {};
@@ -50,12 +52,12 @@ void CallbackRounds::runRound() {
     lock.lock();
     mRunning = false;
     ++mFinishedCalls;
-    mCallFinished.notify_all();
+    mCallFinished.wakeAll();
   }
 }
 
 void CallbackRounds::stop() {
-  const std::lock_guard lock(mMutex);
+  const qxMutexLocker lock(mMutex, true);
   mStopped = true;
 }
 
@@ -68,7 +70,7 @@ vector<CallbackRounds::Registration>::iterator CallbackRounds::find(Callback fn,
 bool CallbackRounds::takeNext(uint64 lastOfRound) {
   if (mStopped) return false;
   const auto next = std::find_if(mRegistrations.begin(), mRegistrations.end(),
-                                 [this](const Registration& it) { return it.id > mCurrent.id; });
+                                 [last = mCurrent.id](const Registration& it) { return it.id > last; });
   if (next == mRegistrations.end() || next->id > lastOfRound) return false;
   mCurrent = *next;
   return true;

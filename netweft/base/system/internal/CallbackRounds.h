@@ -1,9 +1,9 @@
 #pragma once
 
+#include "netweft/base/system/qxMutex.h"
 #include "netweft/base/system/qxTypes.h"
+#include "netweft/base/system/qxWaitCondition.h"
 
-#include <condition_variable>
-#include <mutex>
 #include <thread>
 
 namespace qx::impl {
@@ -34,19 +34,18 @@ class CallbackRounds {
     void* arg;
   };
 
-  vector<Registration>::iterator find(Callback fn, void* arg);
-  bool takeNext(uint64 lastOfRound);
+  vector<Registration>::iterator find(Callback fn, void* arg) NETWEFT_REQUIRES(mMutex);
+  bool takeNext(uint64 lastOfRound) NETWEFT_REQUIRES(mMutex);
 
-  std::mutex mMutex;
-  std::condition_variable mCallFinished;
-  // Guarded by mMutex.
-  vector<Registration> mRegistrations;  ///< ascending by id
-  uint64 mLastId = 0;
-  Registration mCurrent{};  ///< the one that runs, or ran last in this round
-  bool mRunning = false;
-  uint64 mFinishedCalls = 0;
-  std::thread::id mThread;  ///< that of the round
-  bool mStopped = false;
+  qxMutex mMutex;
+  qxWaitCondition mCallFinished;
+  vector<Registration> mRegistrations NETWEFT_GUARDED_BY(mMutex);  ///< ascending by id
+  uint64 mLastId NETWEFT_GUARDED_BY(mMutex) = 0;
+  Registration mCurrent NETWEFT_GUARDED_BY(mMutex){};  ///< the one that runs, or ran last in this round
+  bool mRunning NETWEFT_GUARDED_BY(mMutex) = false;
+  uint64 mFinishedCalls NETWEFT_GUARDED_BY(mMutex) = 0;
+  std::thread::id mThread NETWEFT_GUARDED_BY(mMutex);  ///< that of the round
+  bool mStopped NETWEFT_GUARDED_BY(mMutex) = false;
 };
 
 }  // namespace qx::impl

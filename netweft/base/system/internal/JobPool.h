@@ -25,13 +25,13 @@ class JobPool {
 
   /// False, with nothing changed, while any job is not done.
   bool replaceSettings(const Settings& given) {
-    const qxMutexLocker lock(pool.mutex, true);
+    const qxMutexLocker lock(jobs.mutex(), true);
     if (jobs.areAllDoneHeld()) settings = given;
     return jobs.areAllDoneHeld();
   }
 
   Settings copySettings() const {
-    const qxMutexLocker lock(pool.mutex, true);
+    const qxMutexLocker lock(jobs.mutex(), true);
     return settings;
   }
 
@@ -41,9 +41,8 @@ class JobPool {
  public:
   WorkerPool& pool;
 
-  // Guarded by the pool's mutex.
   JobQueue<Jobs> jobs;
-  Settings settings;
+  Settings settings NETWEFT_GUARDED_BY(jobs.mutex());
 
  private:
   JobPool(const JobPool& source, const qxMutexLocker&)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "netweft/base/system/internal/AssumeHeld.h"
 #include "netweft/base/system/internal/PollUntilDone.h"
 #include "netweft/base/system/internal/TakeFront.h"
 #include "netweft/base/system/internal/WorkerPool.h"
@@ -20,32 +21,37 @@ class JobQueue {
   JobQueue& operator=(const JobQueue&) = delete;
   ~JobQueue() = default;
 
+  /// The pool's.
+  qxMutex& mutex() const noexcept NETWEFT_RETURN_CAPABILITY(mPool->mutex) { return mPool->mutex; }
+
   /// Counts `job` if no job of its key waits; otherwise the one that waits stays as it is. Wakes nobody.
-  void addHeld(const typename Jobs::value_type& job) {
+  void addHeld(const typename Jobs::value_type& job) NETWEFT_REQUIRES(mPool->mutex) {
     if (mWaiting.insert(job).second) ++mTotal;
   }
 
   /// The same for each of `jobs`, and wakes all.
   template <class Range>
-  void addAllHeld(const Range& jobs) {
+  void addAllHeld(const Range& jobs) NETWEFT_REQUIRES(mPool->mutex) {
     mPool->wake.wakeAll();  // ahead of the rest, so that what is added before memory runs out is served
     for (const auto& job : jobs) addHeld(job);
   }
 
   /// Moves up to `limit` jobs from the front into `batch`.
-  void takeHeld(Jobs& batch, uint64 limit) noexcept { TakeFront(mWaiting, batch, limit); }
+  void takeHeld(Jobs& batch, uint64 limit) noexcept NETWEFT_REQUIRES(mPool->mutex) {
+    TakeFront(mWaiting, batch, limit);
+  }
 
   /// `count` jobs that were taken are done, whatever became of them.
-  void finishHeld(uint64 count) noexcept {
+  void finishHeld(uint64 count) noexcept NETWEFT_REQUIRES(mPool->mutex) {
     mDone += count;
     if (areAllDoneHeld()) mPool->wake.wakeAll();
   }
 
-  bool isEmptyHeld() const noexcept { return mWaiting.empty(); }
-  bool areAllDoneHeld() const noexcept { return mDone == mTotal; }
-  bool isCancelledHeld() const noexcept { return mCancelled; }
+  bool isEmptyHeld() const noexcept NETWEFT_REQUIRES(mPool->mutex) { return mWaiting.empty(); }
+  bool areAllDoneHeld() const noexcept NETWEFT_REQUIRES(mPool->mutex) { return mDone == mTotal; }
+  bool isCancelledHeld() const noexcept NETWEFT_REQUIRES(mPool->mutex) { return mCancelled; }
   /// Jobs that were asked for and are not done: waiting or in a worker's hands.
-  uint64 countUndoneHeld() const noexcept { return mTotal - mDone; }
+  uint64 countUndoneHeld() const noexcept NETWEFT_REQUIRES(mPool->mutex) { return mTotal - mDone; }
 
   /// Drops what waits. What was taken goes on. The queue stays cancelled for good. A cancel that changes nothing wakes
   /// nobody, or two who wait with raised flags would keep each other awake.
@@ -62,8 +68,11 @@ class JobQueue {
   /// Blocks until every job is done, and cancels when `*cancelFlag` (null: none) is seen raised, which is looked at
   /// every 150 ms. True if the queue was never cancelled. Not from a worker's thread, whose own batch is never done.
   bool waitUntilAllDone(const bool* cancelFlag) {
-    PollUntilDone(
-        mPool->mutex, mPool->wake, 150, cancelFlag, [this] { return areAllDoneHeld(); }, [this] { cancel(); });
+    const auto isDone = [this] {
+      AssumeHeld(mPool->mutex);
+      return areAllDoneHeld();
+    };
+    PollUntilDone(mPool->mutex, mPool->wake, 150, cancelFlag, isDone, [this] { cancel(); });
     const qxMutexLocker lock(mPool->mutex, true);
     return !mCancelled;
   }
@@ -76,11 +85,11 @@ class JobQueue {
         mTotal(other.mTotal),
         mCancelled(other.mCancelled) {}
 
-  WorkerPool* mPool;
-  Jobs mWaiting;
-  uint64 mDone = 0;
-  uint64 mTotal = 0;
-  bool mCancelled = false;
+  WorkerPool* const mPool;
+  Jobs mWaiting NETWEFT_GUARDED_BY(mPool->mutex);
+  uint64 mDone NETWEFT_GUARDED_BY(mPool->mutex) = 0;
+  uint64 mTotal NETWEFT_GUARDED_BY(mPool->mutex) = 0;
+  bool mCancelled NETWEFT_GUARDED_BY(mPool->mutex) = false;
 };
 
 }  // namespace qx::impl

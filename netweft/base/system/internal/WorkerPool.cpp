@@ -1,8 +1,14 @@
 #include "netweft/base/system/internal/WorkerPool.h"
 
+#include "netweft/base/system/internal/AssumeHeld.h"
+#include "netweft/base/system/internal/WorkerThread.h"
 #include "netweft/base/system/qxMutexLocker.h"
 
 namespace qx::impl {
+
+WorkerPool::WorkerPool() = default;
+
+WorkerPool::~WorkerPool() { stop(); }
 
 void WorkerPool::add(unique_ptr<WorkerThread> worker) {
   WorkerThread& started = *worker;
@@ -21,7 +27,10 @@ void WorkerPool::stop() {
 }
 
 bool WorkerPool::isAnyBusy() const noexcept {
-  return std::any_of(mWorkers.begin(), mWorkers.end(), [](const auto& worker) { return worker->isBusy(); });
+  return std::any_of(mWorkers.begin(), mWorkers.end(), [](const auto& worker) {
+    AssumeHeld(worker->mPool.mutex);  // which is this pool's
+    return worker->isBusy();
+  });
 }
 
 }  // namespace qx::impl

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "netweft/base/system/internal/WorkerThread.h"
 #include "netweft/base/system/qxMutex.h"
 #include "netweft/base/system/qxTypes.h"
 #include "netweft/base/system/qxWaitCondition.h"
@@ -8,6 +7,8 @@
 #include <algorithm>
 
 namespace qx::impl {
+
+class WorkerThread;
 
 /// A fixed set of worker threads with the lock that guards what they work on and the condition that they sleep on.
 ///
@@ -17,10 +18,10 @@ namespace qx::impl {
 /// `mutex` and `wake` are the owner's to use: change the state that `takeBatch` looks at under `mutex`, then wake.
 class WorkerPool {
  public:
-  WorkerPool() = default;
+  WorkerPool();
   WorkerPool(const WorkerPool&) = delete;
   WorkerPool& operator=(const WorkerPool&) = delete;
-  ~WorkerPool() { stop(); }
+  ~WorkerPool();
 
   /// Makes and starts `count` workers, one after the other; 0 counts as 1. `make` gives each as a unique_ptr to a
   /// subclass of `WorkerThread`. Once, from the thread that made the pool.
@@ -38,8 +39,7 @@ class WorkerPool {
   /// How many workers there are in all, also while they are still being started. Any thread.
   uint64 size() const noexcept { return mSize; }
 
-  /// With `mutex` held.
-  bool isAnyBusy() const noexcept;
+  bool isAnyBusy() const noexcept NETWEFT_REQUIRES(mutex);
 
   qxMutex mutex;
   qxWaitCondition wake;
@@ -47,8 +47,9 @@ class WorkerPool {
  private:
   void add(unique_ptr<WorkerThread> worker);
 
-  uint64 mSize = 0;                           ///< constant from before the first thread on
-  vector<unique_ptr<WorkerThread>> mWorkers;  ///< guarded by `mutex`
+  uint64 mSize = 0;  ///< constant from before the first thread on
+  /// Written with `mutex` held, by the thread that made the pool alone, which so reads it without.
+  vector<unique_ptr<WorkerThread>> mWorkers;
 };
 
 }  // namespace qx::impl

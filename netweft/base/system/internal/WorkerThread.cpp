@@ -1,6 +1,6 @@
 #include "netweft/base/system/internal/WorkerThread.h"
 
-#include "netweft/base/system/internal/WorkerPool.h"
+#include "netweft/base/system/internal/AssumeHeld.h"
 #include "netweft/base/system/qxFlag.h"
 #include "netweft/base/system/qxLogObject.h"
 #include "netweft/base/system/qxMutexLocker.h"
@@ -23,7 +23,10 @@ void WorkerThread::run() {
   while (!isStopRequested()) {
     switch (take()) {
       case T_Wait:
-        Guard([this] { onIdle(); });
+        Guard([this] {
+          AssumeHeld(mPool.mutex);
+          onIdle();
+        });
         mPool.wake.wait(&mPool.mutex, qxWaitCondition::sNoLimit);
         break;
       case T_Again:
@@ -38,7 +41,10 @@ void WorkerThread::run() {
         Guard([this] { serveBatch(); });
         lock.lock();
         mBusy = false;
-        Guard([this] { finishBatch(); });
+        Guard([this] {
+          AssumeHeld(mPool.mutex);
+          finishBatch();
+        });
         break;
     }
   }
@@ -48,7 +54,10 @@ void WorkerThread::run() {
 
 WorkerThread::Taking WorkerThread::take() noexcept {
   Taking taking = T_Wait;
-  Guard([&] { taking = takeBatch(); });
+  Guard([&] {
+    AssumeHeld(mPool.mutex);
+    taking = takeBatch();
+  });
   return taking;
 }
 

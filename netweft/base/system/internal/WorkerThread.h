@@ -1,12 +1,11 @@
 #pragma once
 
+#include "netweft/base/system/internal/WorkerPool.h"
 #include "netweft/base/system/qxThread.h"
 
 #include <utility>
 
 namespace qx::impl {
-
-class WorkerPool;
 
 /// One thread of a `WorkerPool`: it takes a batch, serves it, accounts for it, and sleeps when there is none. A
 /// subclass says what a batch is; the loop, the stop flag and the state "busy" are here, once for all who have such
@@ -27,7 +26,7 @@ class WorkerThread : public qxThread {
   WorkerThread(WorkerPool& pool, const char* name) noexcept : mPool(pool), mName(name) {}
 
   /// With the lock held: a batch is in this thread's hands, from `takeBatch` until just before its `finishBatch`.
-  bool isBusy() const noexcept { return mBusy; }
+  bool isBusy() const noexcept NETWEFT_REQUIRES(mPool.mutex) { return mBusy; }
 
   /// Runs `body`, and logs what it throws: for calls of the host's callbacks, so that one that throws costs no other
   /// its turn. Also for threads of the library that belong to no pool.
@@ -48,13 +47,13 @@ class WorkerThread : public qxThread {
   };
 
   /// Lock held. Moves work into the subclass's own members. Never called once a stop was asked for.
-  virtual Taking takeBatch() = 0;
+  virtual Taking takeBatch() NETWEFT_REQUIRES(mPool.mutex) = 0;
   /// No lock. Look at `isStopRequested` between steps that take long.
   virtual void serveBatch() = 0;
   /// Lock held, after every `serveBatch`, also when it threw and when a stop was asked for meanwhile.
-  virtual void finishBatch() = 0;
+  virtual void finishBatch() NETWEFT_REQUIRES(mPool.mutex) = 0;
   /// Lock held, each time before the thread falls asleep.
-  virtual void onIdle() {}
+  virtual void onIdle() NETWEFT_REQUIRES(mPool.mutex) {}
   /// No lock, once, as the thread's last act.
   virtual void onEnd() {}
 
@@ -70,11 +69,11 @@ class WorkerThread : public qxThread {
 
   /// Asks for the end, wakes the pool and joins. From any other thread, without the lock.
   void stop();
-  Taking take() noexcept;
+  Taking take() noexcept NETWEFT_REQUIRES(mPool.mutex);
 
   WorkerPool& mPool;
   const char* const mName;
-  bool mBusy = false;  ///< guarded by the lock
+  bool mBusy NETWEFT_GUARDED_BY(mPool.mutex) = false;
   bool mStop = false;  ///< written with the lock held, read without, both through qxFlag.h
 };
 
