@@ -24,12 +24,22 @@ struct PoolEntry {
 
 struct NETWEFT_HIDDEN HttpConnectionPool::HttpConnectionPoolImpl {
   qxMutex mutex;
-  // Guarded by the mutex. The idle connections stand with the most recently released first.
-  list<PoolEntry> idleConnections;
-  int64 keepOpenMs = 10000;
+  /// The most recently released first.
+  list<PoolEntry> idleConnections NETWEFT_GUARDED_BY(mutex);
+  int64 keepOpenMs NETWEFT_GUARDED_BY(mutex) = 10000;
   // Written under the mutex, read without it.
   std::atomic<uint32> maxConcurrentConnection = 1;
 };
+
+// Stands above its callers, which learn here what it wants of them.
+void HttpConnectionPool::updateConnectionPoolImpl() NETWEFT_REQUIRES(mImpl->mutex) {
+  list<PoolEntry>& idle = mImpl->idleConnections;
+  if (idle.empty()) return;
+  const int64 oldest = qxSystemUtils::GetTimeBaseMs() - mImpl->keepOpenMs;
+  const auto isExpired = [oldest](const PoolEntry& entry) { return entry.releaseTimeMs < oldest; };
+  if (isExpired(idle.back())) idle.remove_if(isExpired);
+  while (idle.size() > mImpl->maxConcurrentConnection) idle.pop_back();
+}
 
 HttpConnectionPool::HttpConnectionPool() : mImpl(std::make_unique<HttpConnectionPoolImpl>()) {
   qx::impl::GetPoolUpdater()->addCallback(UpdatePool, this);
@@ -88,15 +98,6 @@ void HttpConnectionPool::UpdatePool(void* pool) {
   auto* const self = static_cast<HttpConnectionPool*>(pool);
   const qxMutexLocker lock(self->mImpl->mutex, true);
   self->updateConnectionPoolImpl();
-}
-
-void HttpConnectionPool::updateConnectionPoolImpl() {
-  list<PoolEntry>& idle = mImpl->idleConnections;
-  if (idle.empty()) return;
-  const int64 now = qxSystemUtils::GetTimeBaseMs();
-  const auto isExpired = [this, now](const PoolEntry& entry) { return now - entry.releaseTimeMs > mImpl->keepOpenMs; };
-  if (isExpired(idle.back())) idle.remove_if(isExpired);
-  while (idle.size() > mImpl->maxConcurrentConnection) idle.pop_back();
 }
 
 }  // namespace qx::http

@@ -113,11 +113,11 @@ class NETWEFT_EXPORT IcmpHostStatRetriever : public qxThread {
 
   qxMutex mMutex;
   qxWaitCondition mWake;
-  // Guarded by mMutex, except that a running batch polls mStopping without it.
-  RequestParam mPendingParam;
-  vector<Host> mPendingHosts;
-  vector<Result> mResults;
-  bool mRequestDone = true;
+  RequestParam mPendingParam NETWEFT_GUARDED_BY(mMutex);
+  vector<Host> mPendingHosts NETWEFT_GUARDED_BY(mMutex);
+  vector<Result> mResults NETWEFT_GUARDED_BY(mMutex);
+  bool mRequestDone NETWEFT_GUARDED_BY(mMutex) = true;
+  /// Written with mMutex held. A running batch polls it without.
   bool mStopping = false;
   // The thread's alone.
   unique_ptr<impl::EchoService> mEchoes;
