@@ -7,7 +7,7 @@
 #include "netweft/river/internal/ControlLoop.h"
 #include "netweft/river/internal/IndexDeletion.h"
 #include "netweft/river/internal/JsonExchange.h"
-#include "netweft/river/internal/RiverState.h"
+#include "netweft/river/internal/Worker.h"
 
 #include <algorithm>
 

@@ -6,7 +6,6 @@
 #include "netweft/base/system/qxMutexLocker.h"
 #include "netweft/river/internal/IndexHealth.h"
 #include "netweft/river/internal/IndexLifecycle.h"
-#include "netweft/river/internal/RiverState.h"
 
 #include <exception>
 

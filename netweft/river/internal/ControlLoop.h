@@ -4,10 +4,9 @@
 #include "netweft/http/HttpConnection.h"
 #include "netweft/river/CouchToEsRiverManager.h"
 #include "netweft/river/internal/IndexJob.h"
+#include "netweft/river/internal/RiverState.h"
 
 namespace qx::couch {
-
-struct DbEntry;
 
 /// The control thread's work. In each pass it compares what callers have asked for with what runs, opens and closes
 /// feeds, moves arriving changes into the queues, applies back-pressure, and checks the health of the indexes.
@@ -25,18 +24,17 @@ class NETWEFT_HIDDEN CouchToEsRiverManager::ControlLoop {
  private:
   void pass();
 
-  // With the lock held.
-  set<string> reconcile();
-  void reconcileJob(DbEntry& entry, IndexJob& job, set<string>& toCancel);
-  bool mustRestart(const DbEntry& entry, const IndexJob& job);
-  void restart(DbEntry& entry, IndexJob& job);
-  void endJobsWithoutEntry(set<string>& toCancel);
-  void openAndDrain();
-  void advance(DbEntry& entry, IndexJob& job);
-  bool open(DbEntry& entry, IndexJob& job);
-  void drain(DbEntry& entry, IndexJob& job);
+  set<string> reconcile() NETWEFT_REQUIRES(mState.mutex);
+  void reconcileJob(DbEntry& entry, IndexJob& job, set<string>& toCancel) NETWEFT_REQUIRES(mState.mutex);
+  bool mustRestart(const DbEntry& entry, const IndexJob& job) NETWEFT_REQUIRES(mState.mutex);
+  void restart(DbEntry& entry, IndexJob& job) NETWEFT_REQUIRES(mState.mutex);
+  void endJobsWithoutEntry(set<string>& toCancel) NETWEFT_REQUIRES(mState.mutex);
+  void openAndDrain() NETWEFT_REQUIRES(mState.mutex);
+  void advance(DbEntry& entry, IndexJob& job) NETWEFT_REQUIRES(mState.mutex);
+  bool open(DbEntry& entry, IndexJob& job) NETWEFT_REQUIRES(mState.mutex);
+  void drain(DbEntry& entry, IndexJob& job) NETWEFT_REQUIRES(mState.mutex);
 
-  // Without it.
+  // Without the lock.
   void checkHealth(IndexJob& job);
   void restAndFollowFeeds();
   void reopenEverything();

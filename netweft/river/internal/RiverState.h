@@ -4,7 +4,6 @@
 #include "netweft/base/system/qxWaitCondition.h"
 #include "netweft/river/CouchToEsRiverManager.h"
 #include "netweft/river/internal/DbEntry.h"
-#include "netweft/river/internal/Worker.h"
 
 namespace qx::couch {
 
@@ -15,7 +14,10 @@ namespace qx::couch {
 /// starts at 1. So every change of a generation, and every restart of a feed, also draws an *epoch*, from one counter
 /// that never repeats: a batch may go on only while its entry still has the epoch that it was taken at.
 struct NETWEFT_HIDDEN CouchToEsRiverManager::State {
-  explicit State(RiverParameters&& given) : parameters(std::move(given)) {}
+  explicit State(RiverParameters&& given);
+  State(const State&) = delete;
+  State& operator=(const State&) = delete;
+  ~State();
 
   // Constant after construction.
   const RiverParameters parameters;
@@ -23,10 +25,9 @@ struct NETWEFT_HIDDEN CouchToEsRiverManager::State {
   qxMutex mutex;
   qxWaitCondition condition;
 
-  // Guarded by `mutex`.
-  map<string, DbEntry> databases;
-  bool closing = false;
-  uint64 lastEpoch = 0;
+  map<string, DbEntry> databases NETWEFT_GUARDED_BY(mutex);
+  bool closing NETWEFT_GUARDED_BY(mutex) = false;
+  uint64 lastEpoch NETWEFT_GUARDED_BY(mutex) = 0;
 
   /// The manager is being closed, for good. Raised before the lock is asked for, through `StoreFlag`: it ends the
   /// control thread's transfer in hand, and no Worker takes a batch any more.
@@ -35,21 +36,14 @@ struct NETWEFT_HIDDEN CouchToEsRiverManager::State {
   // Constant while threads run; each Worker's own state is guarded by `mutex`.
   vector<unique_ptr<Worker>> workers;
 
-  /// With the lock held. Marks the entry as changed: batches taken before are void.
-  void renewEpoch(DbEntry& entry) { entry.epoch = ++lastEpoch; }
+  /// Marks the entry as changed: batches taken before are void.
+  void renewEpoch(DbEntry& entry) NETWEFT_REQUIRES(mutex);
 
-  /// With the lock held; null when the manager does not have the database.
-  DbEntry* findEntry(const string& dbName) {
-    const auto found = databases.find(dbName);
-    return found == databases.end() ? nullptr : &found->second;
-  }
+  /// Null when the manager does not have the database.
+  DbEntry* findEntry(const string& dbName) NETWEFT_REQUIRES(mutex);
 
-  /// With the lock held. Raises the cancel flag of each Worker on the database; true when there is one.
-  bool cancelWorkersOn(const string& dbName) {
-    bool busy = false;
-    for (const auto& worker : workers) busy |= worker->cancelIfOn(dbName);
-    return busy;
-  }
+  /// Raises the cancel flag of each Worker on the database; true when there is one.
+  bool cancelWorkersOn(const string& dbName) NETWEFT_REQUIRES(mutex);
 };
 
 }  // namespace qx::couch

@@ -1,6 +1,7 @@
 #include "netweft/river/internal/Worker.h"
 
 #include "netweft/base/system/FormatDuration.h"
+#include "netweft/base/system/internal/AssumeHeld.h"
 #include "netweft/base/system/internal/FailPoint.h"
 #include "netweft/base/system/qxFlag.h"
 #include "netweft/base/system/qxLogObject.h"
@@ -12,7 +13,6 @@
 #include "netweft/river/internal/FormatRate.h"
 #include "netweft/river/internal/HttpBundle.h"
 #include "netweft/river/internal/IndexRefresh.h"
-#include "netweft/river/internal/RiverState.h"
 
 #include <algorithm>
 #include <exception>
@@ -47,16 +47,19 @@ CouchToEsRiverManager::Worker::~Worker() {
 void CouchToEsRiverManager::Worker::cancel() { StoreFlag(mCancelFlag, true); }
 
 bool CouchToEsRiverManager::Worker::cancelIfOn(const string& dbName) {
+  impl::AssumeHeld(mState.mutex);
   if (mCurrentEpoch == 0 || mCurrentDb != dbName) return false;
   cancel();
   return true;
 }
 
 bool CouchToEsRiverManager::Worker::isOn(const string& dbName, uint64 epoch) const {
+  impl::AssumeHeld(mState.mutex);
   return mCurrentEpoch != 0 && mCurrentDb == dbName && mCurrentEpoch <= epoch;
 }
 
 void CouchToEsRiverManager::Worker::raiseStop() {
+  impl::AssumeHeld(mState.mutex);
   cancel();
   mStopFlag = true;
 }

@@ -4,10 +4,10 @@
 #include "netweft/river/CouchToEsRiverManager.h"
 #include "netweft/river/internal/BulkPosting.h"
 #include "netweft/river/internal/RiverBatch.h"
+#include "netweft/river/internal/RiverState.h"
 
 namespace qx::couch {
 
-struct DbEntry;
 struct HttpBundle;
 
 /// Takes batches of changes from the databases' queues and brings them into the indexes: fetch, trim, generate, post,
@@ -39,7 +39,7 @@ class NETWEFT_HIDDEN CouchToEsRiverManager::Worker final : public qxThread {
  private:
   /// False when the Worker is to end.
   bool takeBatch(RiverBatch& batch);
-  void waitForWork();
+  void waitForWork() NETWEFT_REQUIRES(mState.mutex);
   void serve(RiverBatch& batch);
 
   StepResult runBatch(RiverBatch& batch);
@@ -53,8 +53,8 @@ class NETWEFT_HIDDEN CouchToEsRiverManager::Worker final : public qxThread {
 
   void release(const RiverBatch& batch, StepResult result);
 
-  /// With the lock held: the entry that the batch came from, null when the batch is void or cancelled.
-  DbEntry* findStandingEntry(const RiverBatch& batch);
+  /// The entry that the batch came from, null when the batch is void or cancelled.
+  DbEntry* findStandingEntry(const RiverBatch& batch) NETWEFT_REQUIRES(mState.mutex);
   bool isCancelled() const;
   /// "<db> w<number> => ", the opening of each detail line.
   string linePrefix(const RiverBatch& batch) const;
@@ -62,12 +62,11 @@ class NETWEFT_HIDDEN CouchToEsRiverManager::Worker final : public qxThread {
   State& mState;
   const uint32 mNumber;
 
-  // Guarded by the manager's lock.
-  string mCurrentDb;
-  uint64 mCurrentGeneration = 0;
+  string mCurrentDb NETWEFT_GUARDED_BY(mState.mutex);
+  uint64 mCurrentGeneration NETWEFT_GUARDED_BY(mState.mutex) = 0;
   /// 0 while no batch is in hand.
-  uint64 mCurrentEpoch = 0;
-  bool mStopFlag = false;
+  uint64 mCurrentEpoch NETWEFT_GUARDED_BY(mState.mutex) = 0;
+  bool mStopFlag NETWEFT_GUARDED_BY(mState.mutex) = false;
 
   /// Written with the lock held, read without, both through qxFlag.h.
   bool mCancelFlag = false;
