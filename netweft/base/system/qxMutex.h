@@ -11,7 +11,7 @@ namespace qx {
 
 /// A lock that its holder may take again: a host's callback runs at times with a lock of the library's held, and
 /// may call back. Taken and released on the same thread, as many times one as the other.
-class NETWEFT_EXPORT NETWEFT_CAPABILITY("mutex") qxMutex {
+class NETWEFT_CAPABILITY("mutex") NETWEFT_EXPORT qxMutex {
  public:
   qxMutex() = default;
   qxMutex(const qxMutex&) = delete;
