@@ -33,7 +33,15 @@ constexpr int32 sHitId = 1;
 constexpr int32 sScrollId = 2;
 constexpr int32 sType = 3;
 
+constexpr std::string_view sIdKey = "_id";
+constexpr std::string_view sSourceKey = "_source";
+constexpr std::string_view sScoreKey = "_score";
+constexpr std::string_view sHighlightKey = "highlight";
 constexpr std::string_view sTypeKey = "type";
+
+constexpr bool IsHitKeySize(size_t size) {
+  return size == sIdKey.size() || size == sScoreKey.size() || size == sSourceKey.size() || size == sHighlightKey.size();
+}
 
 constexpr int32 sDepthReply = 1;
 constexpr int32 sDepthHits = 2;
@@ -60,12 +68,13 @@ bool SearchResultParserInterface::addData(const char* data, uint64 size) {
   const char* end = data + size;
   for (const char* here = data; here != end; ++here) {
     if (mErrorFlag && !mInSource) return false;
-    if (!isCapturingNumber()) here = mTokenizer->consumePlain(here, end);
+    if (!isCapturingNumber()) here = skip(here, end);
     if (here == end) break;
     consume(here);
   }
   flushCapture(end);
-  mTokenizer->endChunk();
+  const bool isAnySizeWanted = mTokenizer->curlyDepth < sDepthSource || mNextIs == sType;
+  mTokenizer->endChunk(isAnySizeWanted ? std::numeric_limits<size_t>::max() : sTypeKey.size());
   return !mErrorFlag;
 }
 
@@ -76,7 +85,15 @@ void SearchResultParserInterface::consume(const char* here) {
     followObjects(here);
     followHitList();
   }
-  if (mTokenizer->stringDone && !isPlainSourceString()) takeString(here);
+  if (mTokenizer->stringDone && isStringWanted()) takeString(here);
+}
+
+// Most of a reply is the inside of documents, and there one key alone means anything. Neither captures nor hits begin
+// or end below the top of a document, which is left to `consume`.
+const char* SearchResultParserInterface::skip(const char* here, const char* end) {
+  const auto isWanted = [this](size_t size) { return mNextIs == sType || size == sTypeKey.size(); };
+  here = mTokenizer->consumeNested(here, end, sDepthSource, isWanted);
+  return mTokenizer->consumePlain(here, end);
 }
 
 void SearchResultParserInterface::captureNumber(char c) {
@@ -145,7 +162,6 @@ void SearchResultParserInterface::followHitList() {
 }
 
 void SearchResultParserInterface::takeString(const char* here) {
-  if (mTokenizer->curlyDepth > sDepthSource) return;
   flushCapture(here);
   mTokenizer->copyString(mToken);
   bool taken = false;
@@ -159,9 +175,14 @@ void SearchResultParserInterface::takeString(const char* here) {
   if (taken) mToken.clear();
 }
 
-// Inside "_source" one key alone means anything; what stands there may be large, and is not copied a second time.
-bool SearchResultParserInterface::isPlainSourceString() const {
-  return mTokenizer->curlyDepth == sDepthSource && mNextIs != sType && mTokenizer->getStringSize() != sTypeKey.size();
+// By its size, so that what stands in hits and documents, and may be large, is not copied a second time.
+bool SearchResultParserInterface::isStringWanted() const {
+  const size_t size = mTokenizer->getStringSize();
+  switch (mTokenizer->curlyDepth) {
+    case sDepthHit: return mNextIs != sNothing || IsHitKeySize(size);
+    case sDepthSource: return mNextIs == sType || size == sTypeKey.size();
+    default: return mTokenizer->curlyDepth < sDepthSource;
+  }
 }
 
 bool SearchResultParserInterface::takeOuterString() {
@@ -190,13 +211,13 @@ bool SearchResultParserInterface::takeHitString() {
   if (mNextIs == sHitId) {
     takeId();
     mNextIs = sNothing;
-  } else if (mToken == "_source") {
+  } else if (mToken == sSourceKey) {
     mInSource = true;
-  } else if (mToken == "_id") {
+  } else if (mToken == sIdKey) {
     mNextIs = sHitId;
-  } else if (mToken == "_score") {
+  } else if (mToken == sScoreKey) {
     mCaptureNumber = true;
-  } else if (mToken == "highlight") {
+  } else if (mToken == sHighlightKey) {
     mInHighlight = true;
   } else {
     return false;

@@ -55,6 +55,7 @@ class NETWEFT_EXPORT SearchResultParserInterface {
 
  private:
   void consume(const char* here);
+  const char* skip(const char* here, const char* end);
   bool isCapturingNumber() const { return mCaptureNumber && !mInSource && !mInHighlight; }
   void captureNumber(char c);
   void endNumber();
@@ -65,7 +66,7 @@ class NETWEFT_EXPORT SearchResultParserInterface {
   void endCapture();
   void followHitList();
   void takeString(const char* here);
-  bool isPlainSourceString() const;
+  bool isStringWanted() const;
   bool takeOuterString();
   bool takeHitString();
   bool takeSourceString();

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
+#include <limits>
 #include <string_view>
 
 namespace qx::elasticsearch {
@@ -23,6 +24,9 @@ static_assert(offsetof(JsonTokenizerState, prevSquareDepth) < offsetof(JsonToken
               offsetof(JsonTokenizerState, valueEnd) < offsetof(JsonTokenizerState, valueCarry) &&
               offsetof(JsonTokenizerState, valueCarry) < offsetof(JsonTokenizerState, inValue));
 
+/// Of a string that goes on in the next chunk all is kept.
+constexpr size_t sWhole = std::numeric_limits<size_t>::max();
+
 /// The strings and values that end in `text`, in order, cut into chunks of `chunkSize` bytes.
 struct Walk {
   vector<string> strings;
@@ -41,7 +45,7 @@ struct Walk {
       if (state.stringDone) state.copyString(strings.emplace_back());
       if (state.valueDone) values.push_back(state.valueCarry + string(state.valueStart, state.valueEnd));
     }
-    state.endChunk();
+    state.endChunk(sWhole);
   }
 };
 
@@ -99,21 +103,40 @@ TEST(JsonTokenizerState, ThePreviousDepthsAreThoseBeforeTheByte) {
   EXPECT_EQ(walk.state.prevCurlyDepth, 0);
 }
 
-TEST(JsonTokenizerState, PlainBytesEndAtWhatEndsOrEscapes) {
-  const string text = R"("plain\"more"tail)";
+TEST(JsonTokenizerState, PlainBytesEndAtTheClosingQuoteOfAStringOfTheChunk) {
+  const string text = R"(1, "pl\"n", 2)";
   JsonTokenizerState state;
+  state.beginChunk(text.data());
+  const char* const closing = text.data() + text.rfind('"');
+  EXPECT_EQ(state.consumePlain(text.data(), text.data() + text.size()), closing);
+  EXPECT_TRUE(state.inString);
+  EXPECT_EQ(state.stringEnd, closing);
+  state.consume(closing);
+  EXPECT_TRUE(state.stringDone);
+}
+
+TEST(JsonTokenizerState, PlainBytesEndBeforeAStringThatIsCutOff) {
+  const string text = R"(1, "tex)";
+  JsonTokenizerState state;
+  state.beginChunk(text.data());
+  EXPECT_EQ(state.consumePlain(text.data(), text.data() + text.size()), text.data() + 3);
+  EXPECT_FALSE(state.inString);
+}
+
+TEST(JsonTokenizerState, PlainBytesOfAnOpenStringEndAtWhatEndsOrEscapes) {
+  const string text = R"(plain\"more")";
+  JsonTokenizerState state;
+  state.beginChunk("\"");
+  state.consume("\"");
+  state.endChunk(sWhole);
   state.beginChunk(text.data());
   const char* begin = text.data();
   const char* end = begin + text.size();
-  EXPECT_EQ(state.consumePlain(begin, end), begin) << "no string is open";
-  state.consume(begin);
-  EXPECT_EQ(state.consumePlain(begin + 1, end), begin + 6);
+  EXPECT_EQ(state.consumePlain(begin, end), begin + 5);
+  state.consume(begin + 5);
+  EXPECT_EQ(state.consumePlain(begin + 6, end), begin + 6) << "the byte is escaped";
   state.consume(begin + 6);
-  EXPECT_EQ(state.consumePlain(begin + 7, end), begin + 7) << "the byte is escaped";
-  state.consume(begin + 7);
-  EXPECT_EQ(state.consumePlain(begin + 8, end), begin + 12);
-  EXPECT_EQ(state.stringEnd, begin + 12);
-  EXPECT_EQ(state.valueEnd, begin + 12);
+  EXPECT_EQ(state.consumePlain(begin + 7, end), begin + 11);
 }
 
 TEST(JsonTokenizerState, PlainBytesAtOnceAreTheSameAsOneByOne) {
@@ -127,13 +150,81 @@ TEST(JsonTokenizerState, PlainBytesAtOnceAreTheSameAsOneByOne) {
     const char* next = byRuns.consumePlain(here, end);
     if (next == here) byRuns.consume(next++);
     for (; here != next; ++here) byBytes.consume(here);
+    EXPECT_EQ(byRuns.inString, byBytes.inString);
     EXPECT_EQ(byRuns.stringDone, byBytes.stringDone);
-    EXPECT_EQ(byRuns.valueDone, byBytes.valueDone);
     EXPECT_EQ(byRuns.stringStart, byBytes.stringStart);
     EXPECT_EQ(byRuns.stringEnd, byBytes.stringEnd);
-    EXPECT_EQ(byRuns.valueEnd, byBytes.valueEnd);
     EXPECT_EQ(byRuns.hasEntered(), byBytes.hasEntered());
   }
+}
+
+TEST(JsonTokenizerState, ARunForgetsTheValueAtHand) {
+  const string text = R"({"a":17,)";
+  JsonTokenizerState state;
+  state.beginChunk(text.data());
+  for (const char* here = text.data(); here != text.data() + 5; ++here) state.consume(here);
+  ASSERT_TRUE(state.inValue);
+  state.consumePlain(text.data() + 5, text.data() + text.size());
+  EXPECT_FALSE(state.inValue);
+}
+
+/// Where the run ends that begins behind the first `prefix` bytes of `text`, inside an object at two curly brackets.
+/// Strings of three bytes are wanted.
+size_t FindEndOfNested(std::string_view text, size_t prefix) {
+  JsonTokenizerState state;
+  state.beginChunk(text.data());
+  const char* here = text.data();
+  while (here != text.data() + prefix) state.consume(here++);
+  const auto isWanted = [](size_t size) { return size == 3; };
+  return static_cast<size_t>(state.consumeNested(here, text.data() + text.size(), 2, isWanted) - text.data());
+}
+
+TEST(JsonTokenizerState, WhatIsNestedEndsWhereItsObjectCloses) {
+  const std::string_view text = R"([{"a":{"b":1,"c":[{"d":"}\"]"}],"e":null},"f":{}}])";
+  EXPECT_EQ(FindEndOfNested(text, 7), text.find("},\"f"));
+}
+
+TEST(JsonTokenizerState, WhatIsNestedEndsAtAWantedStringOfItsObjectAlone) {
+  const std::string_view text = R"([{"a":{"deep":{"one":1},"list":["two"],"e":2}}])";
+  EXPECT_EQ(FindEndOfNested(text, 7), text.find("\"two"));
+}
+
+TEST(JsonTokenizerState, WhatIsNestedEndsAtAStringThatIsCutOff) {
+  for (const std::string_view open : {R"([{"a":{"b":"text)", R"([{"a":{"b":"text\)", R"([{"a":{"b":"text\")"}) {
+    EXPECT_EQ(FindEndOfNested(open, 7), open.find("\"text")) << open;
+  }
+}
+
+TEST(JsonTokenizerState, WhatIsNestedEndsWhereTheListAroundItsObjectCloses) {
+  EXPECT_EQ(FindEndOfNested(R"([{"a":{"b":[]]}}])", 7), 13U);
+}
+
+TEST(JsonTokenizerState, NothingIsNestedOutsideTheObjectOrInsideAString) {
+  EXPECT_EQ(FindEndOfNested(R"([{"a":{"b":1}}])", 6), 6U);
+  EXPECT_EQ(FindEndOfNested(R"([{"a":{"b":1}}])", 8), 8U);
+}
+
+TEST(JsonTokenizerState, WhatIsNestedAtOnceHasTheDepthsOfByteByByte) {
+  const std::string_view text = R"([{"a":{"b":[[{"c":{)";
+  JsonTokenizerState state;
+  state.beginChunk(text.data());
+  const char* here = text.data();
+  while (here != text.data() + 7) state.consume(here++);
+  here = state.consumeNested(here, text.data() + text.size(), 2, [](size_t) { return false; });
+  EXPECT_EQ(here, text.data() + text.size());
+  EXPECT_EQ(state.curlyDepth, 4);
+  EXPECT_EQ(state.squareDepth, 3);
+  EXPECT_FALSE(state.inValue);
+}
+
+TEST(JsonTokenizerState, OfALongStringNoMoreIsKeptThanTellsItsSize) {
+  JsonTokenizerState state;
+  for (const char* const chunk : {"\"abc", "def", "ghi"}) {
+    state.beginChunk(chunk);
+    for (const char* here = chunk; *here != '\0'; ++here) state.consume(here);
+    state.endChunk(4);
+  }
+  EXPECT_EQ(state.stringCarry, "abcdef");
 }
 
 TEST(JsonTokenizerState, KeepsNoPointerIntoAFinishedChunk) {

@@ -9,8 +9,8 @@ void JsonTokenizerState::beginChunk(const char* data) {
   valueEnd = data + 1;
 }
 
-void JsonTokenizerState::endChunk() {
-  if (inString) stringCarry.append(stringStart, stringEnd);
+void JsonTokenizerState::endChunk(size_t keptSize) {
+  if (inString && stringCarry.size() <= keptSize) stringCarry.append(stringStart, stringEnd);
   if (inValue) valueCarry.append(valueStart, valueEnd);
   stringStart = nullptr;
   stringEnd = nullptr;
@@ -23,8 +23,12 @@ size_t JsonTokenizerState::getStringSize() const {
 }
 
 void JsonTokenizerState::copyString(string& out) const {
-  out = stringCarry;
-  out.append(stringStart, stringEnd);
+  if (stringCarry.empty()) {
+    out.assign(stringStart, stringEnd);
+  } else {
+    out = stringCarry;
+    out.append(stringStart, stringEnd);
+  }
 }
 
 }  // namespace qx::elasticsearch

@@ -30,11 +30,18 @@ struct JsonTokenizerState {
   void beginChunk(const char* data);
   /// Takes one byte of the chunk. All bytes of a chunk in order.
   void consume(const char* here);
-  /// Takes all bytes from `here` on that only lengthen an open string or value, and gives the first that does more. The
-  /// same as `consume` for each of them, in a fraction of the time: most of a reply is the inside of strings.
+  /// Takes all bytes from `here` on that lengthen an open string, or stand between strings and brackets, or are a
+  /// string that ends in the chunk without its closing quote, and gives the first that does more. The same as `consume`
+  /// for each of them, in a fraction of the time, except that values outside strings are lost.
   const char* consumePlain(const char* here, const char* end);
-  /// Behind the last byte of a chunk.
-  void endChunk();
+  /// Takes what stands inside an object at `floor` curly brackets: members, and whatever is nested in them, in whole
+  /// strings and brackets, many bytes at a time. Gives the first byte that it leaves to `consume`: one that closes the
+  /// object or its list, a string of that object for whose size in bytes `isWanted` is true, a string that goes on in
+  /// the next chunk. Outside such an object, and within a string, that is `here` itself. Members' values are lost.
+  template <class IsWanted>
+  const char* consumeNested(const char* here, const char* end, int32 floor, const IsWanted& isWanted);
+  /// Behind the last byte of a chunk. Of an open string nothing more is kept once it is longer than `keptSize` bytes.
+  void endChunk(size_t keptSize);
 
   /// The length in bytes of the string that `consume` has just ended, still escaped.
   size_t getStringSize() const;
@@ -56,6 +63,10 @@ struct JsonTokenizerState {
   void trackValue(const char* here);
   void trackString(const char* here);
   void resetValue();
+  void forgetValue() {
+    if (inValue) resetValue();
+  }
+  void openString(const char* quote);
 };
 
 // In the header, since they run for each byte that means anything.
@@ -69,12 +80,51 @@ inline void JsonTokenizerState::beginBytes() {
 
 inline const char* JsonTokenizerState::consumePlain(const char* here, const char* end) {
   if (escaped) return here;
-  const char* behind = inString ? json::FindQuoteOrBackslash(here, end) : json::FindStructural(here, end);
-  if (behind == here) return here;
+  const char* const behind = inString ? json::FindQuoteOrBackslash(here, end) : json::FindBracketOrQuote(here, end);
+  if (behind != here) beginBytes();
+  if (inString) {
+    stringEnd = behind;
+    valueEnd = behind;
+    return behind;
+  }
+  forgetValue();
+  if (behind == end || *behind != '"') return behind;
+  const char* const closing = json::FindClosingQuote(behind + 1, end);
+  if (closing == end) return behind;
   beginBytes();
-  if (inString) stringEnd = behind;
-  valueEnd = behind;
-  return behind;
+  openString(behind);
+  stringEnd = closing;
+  return closing;
+}
+
+template <class IsWanted>
+const char* JsonTokenizerState::consumeNested(const char* here, const char* end, int32 floor,
+                                              const IsWanted& isWanted) {
+  if (inString || escaped || curlyDepth < floor) return here;
+  forgetValue();
+  for (here = json::FindBracketOrQuote(here, end); here != end; here = json::FindBracketOrQuote(here + 1, end)) {
+    switch (*here) {
+      case '"': {
+        const char* const closing = json::FindClosingQuote(here + 1, end);
+        if (closing == end) return here;
+        if (curlyDepth == floor && isWanted(static_cast<size_t>(closing - here - 1))) return here;
+        here = closing;
+        break;
+      }
+      case '[': Step(squareDepth, 1); break;
+      case ']':
+        if (squareDepth <= 1) return here;
+        --squareDepth;
+        break;
+      case '{': Step(curlyDepth, 1); break;
+      case '}':
+        if (curlyDepth == floor) return here;
+        Step(curlyDepth, -1);
+        break;
+      default: return here;  // a backslash outside a string, which no JSON has
+    }
+  }
+  return here;
 }
 
 inline void JsonTokenizerState::consume(const char* here) {
@@ -124,6 +174,14 @@ inline void JsonTokenizerState::trackValue(const char* here) {
   valueEnd = here + 1;
 }
 
+inline void JsonTokenizerState::openString(const char* quote) {
+  stringCarry.clear();
+  stringStart = quote + 1;
+  // An end of the string before must not stay behind the new start: the chunk may be over here.
+  stringEnd = quote + 1;
+  inString = true;
+}
+
 inline void JsonTokenizerState::trackString(const char* here) {
   const bool isQuote = *here == '"' && !escaped;
   if (isQuote && inString) {
@@ -131,11 +189,7 @@ inline void JsonTokenizerState::trackString(const char* here) {
     inString = false;
     stringEnd = here;
   } else if (isQuote) {
-    stringCarry.clear();
-    stringStart = here + 1;
-    // An end of the string before must not stay behind the new start: the chunk may be over here.
-    stringEnd = here + 1;
-    inString = true;
+    openString(here);
   } else if (inString) {
     stringEnd = here + 1;
   }

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <array>
 #include <bit>
 
 #if defined(__SSE2__)
@@ -26,23 +25,21 @@ inline const char* FindQuoteOrBackslash(const char* here, const char* end) noexc
   return here;
 }
 
+/// The quote that closes the JSON string in whose text `here` stands, or `end` when it is not there any more.
+inline const char* FindClosingQuote(const char* here, const char* end) noexcept {
+  for (here = FindQuoteOrBackslash(here, end); here != end && *here == '\\';
+       here = FindQuoteOrBackslash(here + 2, end)) {
+    if (end - here <= 2) return end;
+  }
+  return here;
+}
+
 /// The first byte in [here, end) that opens or closes something outside a JSON string, or `end`: a quote, a bracket of
 /// either kind, or a backslash, which no JSON has there. Such runs are short.
 inline const char* FindBracketOrQuote(const char* here, const char* end) noexcept {
   // With the bit set that tells lower from upper case, "[" is "{" and "]" is "}", and "\\" is "|" between them.
   const auto isFound = [](char c) { return c == '"' || static_cast<unsigned char>((c | 0x20) - '{') <= 2; };
   while (here != end && !isFound(*here)) ++here;
-  return here;
-}
-
-/// The same, and stops at a colon and a comma, too.
-inline const char* FindStructural(const char* here, const char* end) noexcept {
-  static constexpr auto sIsStructural = [] {
-    std::array<bool, 256> table{};
-    for (const char c : {'"', '{', '}', '[', ']', ':', ',', '\\'}) table[static_cast<unsigned char>(c)] = true;
-    return table;
-  }();
-  while (here != end && !sIsStructural[static_cast<unsigned char>(*here)]) ++here;
   return here;
 }
 
