@@ -7,6 +7,7 @@
 //   NETWEFT_RIVER_VERSION=TEXT       the application's version: another one builds the indexes anew
 //   NETWEFT_RIVER_FIELDS=COUNT       fields of the mapping: one more widens the indexes in place
 //   NETWEFT_RIVER_BATCH=COUNT        documents of a batch
+//   NETWEFT_RIVER_DATABASES=COUNT    so many databases and as many indexes: both names are followed by -0, -1, ...
 #include "netweft/base/system/internal/Clock.h"
 #include "netweft/base/system/internal/FailPoint.h"
 #include "netweft/frame/Netweft.h"
@@ -67,6 +68,15 @@ qx::couch::IndexDefinition Define(const std::string& dbName, const std::string& 
   return definition;
 }
 
+void AddIndexes(qx::couch::CouchToEsRiverManager& river, const std::string& dbName, const std::string& indexName,
+                int databases) {
+  if (databases == 0) river.addIndex(Define(dbName, indexName));
+  for (int i = 0; i < databases; ++i) {
+    const std::string suffix = "-" + std::to_string(i);
+    river.addIndex(Define(dbName + suffix, indexName + suffix));
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -79,7 +89,8 @@ int main(int argc, char** argv) {
     parameters.maxDocsPerBatch = std::atoi(FromEnvironment("NETWEFT_RIVER_BATCH", "200").c_str());
     parameters.refreshPeriodSec = 1;
     qx::couch::CouchToEsRiverManager river(parameters);
-    for (int i = 4; i < argc; ++i) river.addIndex(Define(argv[3], argv[i]));
+    const int databases = std::atoi(FromEnvironment("NETWEFT_RIVER_DATABASES", "0").c_str());
+    for (int i = 4; i < argc; ++i) AddIndexes(river, argv[3], argv[i], databases);
     for (std::string line; std::getline(std::cin, line);) {
       if (line.rfind("advance ", 0) == 0) qx::impl::AdvanceClock(std::atoll(line.c_str() + 8));
     }
