@@ -1,7 +1,7 @@
 #include "netweft/base/system/qxLogObject.h"
 
-#include "tests/base/AllocationHooks.h"
 #include "tests/base/StderrCapture.h"
+#include "tests/support/AllocationHooks.h"
 #include "tests/support/LogCapture.h"
 
 #include <gmock/gmock.h>

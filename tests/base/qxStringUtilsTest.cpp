@@ -1,6 +1,6 @@
 #include "netweft/base/system/qxStringUtils.h"
 
-#include "tests/base/AllocationHooks.h"
+#include "tests/support/AllocationHooks.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,7 +1,7 @@
 #include "netweft/base/system/qxVariant.h"
 
 #include "netweft/base/system/internal/qxVariantAccess.h"
-#include "tests/base/AllocationHooks.h"
+#include "tests/support/AllocationHooks.h"
 
 #include <gtest/gtest.h>
 

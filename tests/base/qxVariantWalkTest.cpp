@@ -1,7 +1,7 @@
 #include "netweft/base/system/internal/qxVariantWalk.h"
 
 #include "netweft/base/system/qxVariant.h"
-#include "tests/base/AllocationHooks.h"
+#include "tests/support/AllocationHooks.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
 #include "netweft/addressing/Url.h"
 #include "netweft/http/HttpConnection.h"
-#include "tests/base/AllocationHooks.h"
 #include "tests/http/Exchange.h"
 #include "tests/http/LibraryFixture.h"
+#include "tests/support/AllocationHooks.h"
 #include "tests/support/ScriptedServer.h"
 
 #include <functional>

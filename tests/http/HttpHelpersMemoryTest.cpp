@@ -1,7 +1,7 @@
 #include "netweft/addressing/Url.h"
 #include "netweft/http/HttpHelpers.h"
-#include "tests/base/AllocationHooks.h"
 #include "tests/http/LibraryFixture.h"
+#include "tests/support/AllocationHooks.h"
 #include "tests/support/ScriptedServer.h"
 
 #include <new>

@@ -1,6 +1,6 @@
 #include "netweft/http/HttpMultiConnection.h"
-#include "tests/base/AllocationHooks.h"
 #include "tests/http/LibraryFixture.h"
+#include "tests/support/AllocationHooks.h"
 #include "tests/support/ScriptedServer.h"
 
 #include <gmock/gmock.h>

@@ -1,8 +1,8 @@
 #include "netweft/base/json/Json2Variant.h"
 #include "netweft/base/system/qxSystemUtils.h"
 #include "netweft/jwt/internal/KeySetReader.h"
-#include "tests/base/AllocationHooks.h"
 #include "tests/jwt/KeySetSamples.h"
+#include "tests/support/AllocationHooks.h"
 
 #include <gtest/gtest.h>
 

@@ -6,10 +6,10 @@
 #include "netweft/base/system/qxMutexLocker.h"
 #include "netweft/jwt/CreateJwt.h"
 #include "netweft/jwt/Verifier.h"
-#include "tests/base/AllocationHooks.h"
 #include "tests/base/PemKeys.h"
 #include "tests/base/VirtualSlot.h"
 #include "tests/jwt/KeyStoreFixture.h"
+#include "tests/support/AllocationHooks.h"
 
 #include <openssl/core_names.h>
 

@@ -1,9 +1,9 @@
 #include "netweft/jwt/LocalKeyStore.h"
 
 #include "netweft/base/crypto/RSAKey.h"
-#include "tests/base/AllocationHooks.h"
 #include "tests/base/JwsExamples.h"
 #include "tests/base/VirtualSlot.h"
+#include "tests/support/AllocationHooks.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 #include "netweft/jwt/CreateJwt.h"
-#include "tests/base/AllocationHooks.h"
 #include "tests/jwt/TokenSupport.h"
+#include "tests/support/AllocationHooks.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,7 @@
 #include "tests/support/LogCapture.h"
 
+#include "tests/support/FaultExemption.h"
+
 #include <algorithm>
 
 namespace qx::test {
@@ -19,6 +21,7 @@ LogCapture::~LogCapture() {
 }
 
 void LogCapture::write(const qxLogLine& line) noexcept {
+  const FaultExemption own;
   const std::lock_guard lock(mMutex);
   mLines.push_back({line.type, line.channel, line.text, line.module});
 }

@@ -1,6 +1,7 @@
 #include "tests/support/ScriptedServer.h"
 
 #include "netweft/base/system/qxStringUtils.h"
+#include "tests/support/FaultExemption.h"
 #include "tests/support/internal/ServerSession.h"
 
 #include <asio/post.hpp>
@@ -57,7 +58,10 @@ struct ScriptedServer::Impl {
 ScriptedServer::Impl::Impl(ScriptedServerOptions options) : tls(CreateTlsContext(options)) {
   listen(options);
   for (tcp::acceptor& acceptor : acceptors) accept(acceptor);
-  thread = std::thread([this] { context->run(); });
+  thread = std::thread([this] {
+    const FaultExemption own;
+    context->run();
+  });
 }
 
 // Everything under way is ended and not abandoned: a handler left in the context would keep its session, and the

@@ -1,4 +1,6 @@
-#include "tests/base/AllocationHooks.h"
+#include "tests/support/AllocationHooks.h"
+
+#include "tests/support/AllocationFault.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -15,6 +17,8 @@
 #endif
 
 namespace {
+
+using namespace qx::test;
 
 constexpr size_t sUnlimited = std::numeric_limits<size_t>::max();
 
@@ -41,11 +45,13 @@ bool IsZero(const void* block, size_t size) {
     sState.refused = true;
     return nullptr;
   }
+  if (TakeAllocationFault()) return nullptr;
   if (sState.allowed != sUnlimited) --sState.allowed;
   void* block = std::malloc(std::max<size_t>(size, 1));
   if (block == nullptr) return nullptr;
   ++sState.allocations;
   ++sState.live;
+  NoteAllocation(block);
   return block;
 }
 
@@ -61,6 +67,7 @@ bool IsZero(const void* block, size_t size) {
     sState.zero = IsZero(block, sState.watchedSize);
   }
   --sState.live;
+  NoteRelease(block);
   std::free(block);
 }
 

@@ -3,7 +3,8 @@
 #include <cstddef>
 
 /// The test program's own operator new and delete, so that tests can count allocations, make one fail, and look at
-/// memory at the moment when it is given back. Everything is per thread.
+/// memory at the moment when it is given back. Everything here is per thread; AllocationFault.h is for all threads at
+/// once.
 namespace qx::test {
 
 /// Allocations of this thread since its start.
