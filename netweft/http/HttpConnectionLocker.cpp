@@ -4,6 +4,8 @@
 #include "netweft/http/HttpConnection.h"
 #include "netweft/http/HttpConnectionPool.h"
 
+#include <new>
+
 namespace qx::http {
 
 HttpConnectionLocker::HttpConnectionLocker(HttpConnectionPool& pool, const string& host, unsigned short port)
@@ -21,7 +23,11 @@ HttpConnectionLocker::~HttpConnectionLocker() {
     const unique_ptr<HttpConnection> owned(mConnection);
     return;
   }
-  warnIfMoved();
+  try {
+    warnIfMoved();
+  } catch (const std::bad_alloc&) {
+    // The line is lost, the connection must not be.
+  }
   mPool->releaseHttpConnection(mConnection);
 }
 

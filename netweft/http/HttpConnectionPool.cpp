@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <new>
 
 namespace qx::http {
 
@@ -67,10 +68,15 @@ void HttpConnectionPool::releaseHttpConnection(HttpConnection* connection) {
   if (released == nullptr) return;
   const Url& lastUrl = released->getLastUrl();
   if (lastUrl.getHost().empty()) return;
+  list<PoolEntry> kept;
+  try {
+    kept.push_back({nullptr, qxSystemUtils::GetTimeBaseMs(), lastUrl.getHost(), lastUrl.getPort()});
+  } catch (const std::bad_alloc&) {
+    return;  // closed then: destructors give connections back, and could not tell of it
+  }
+  kept.front().connection = std::move(released);
   const qxMutexLocker lock(mImpl->mutex, true);
-  PoolEntry entry{nullptr, qxSystemUtils::GetTimeBaseMs(), lastUrl.getHost(), lastUrl.getPort()};
-  entry.connection = std::move(released);
-  mImpl->idleConnections.push_front(std::move(entry));
+  mImpl->idleConnections.splice(mImpl->idleConnections.begin(), kept);
   updateConnectionPoolImpl();
 }
 

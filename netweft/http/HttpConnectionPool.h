@@ -28,7 +28,8 @@ class NETWEFT_EXPORT HttpConnectionPool {
   HttpConnection* getHttpConnection(const string& host, unsigned short port);
 
   /// Gives a connection back; the pointer is not to be used afterwards. It is kept under the host and port of its last
-  /// request, whatever it was borrowed for; one that made no request is destroyed. A null pointer is ignored.
+  /// request, whatever it was borrowed for; one that made no request is destroyed, and so is one for which there is no
+  /// memory to keep it. A null pointer is ignored.
   void releaseHttpConnection(HttpConnection* connection);
 
   /// How long a connection may stay idle; 10 seconds from the start. The milliseconds are counted in 32 bits: 4,294,968
