@@ -22,11 +22,11 @@ class ChangesListenerCore::Depth {
 };
 
 ChangesListenerCore::ChangesListenerCore(const CouchConnectionParameters& server)
-    : mServer(server), mMulti(curl_multi_init()) {}
+    : mServer(server), mMulti(CreateMultiHandle()) {}
 
 ChangesListenerCore::~ChangesListenerCore() {
-  while (!mRecords.empty()) stop(string(mRecords.begin()->first));
-  for (const auto& record : mGraveyard) releaseHandle(*record);
+  while (!mRecords.empty()) stop(mRecords.begin());
+  for (const auto& [name, record] : mGraveyard) releaseHandle(*record);
   const CURLMcode code = curl_multi_cleanup(mMulti);
   if (code != CURLM_OK) LogError() << "Error (" << static_cast<int>(code) << ") while releasing curl multi handle";
 }
@@ -48,15 +48,19 @@ void ChangesListenerCore::start(unique_ptr<DbListenRecord> record, long connectT
 bool ChangesListenerCore::stop(const string& db) {
   const auto found = mRecords.find(db);
   if (found == mRecords.end()) return false;
-  unique_ptr<DbListenRecord> record = std::move(found->second);
-  mRecords.erase(found);
-  record->stopped = true;
-  if (mDepth == 0) {
-    releaseHandle(*record);
-  } else {
-    mGraveyard.push_back(std::move(record));
-  }
+  stop(found);
   return true;
+}
+
+void ChangesListenerCore::stop(Records::iterator found) {
+  auto node = mRecords.extract(found);
+  DbListenRecord& record = *node.mapped();
+  record.stopped = true;
+  if (mDepth == 0) {
+    releaseHandle(record);
+  } else {
+    mGraveyard.insert(std::move(node));
+  }
 }
 
 bool ChangesListenerCore::pause(const string& db, bool isPaused) {
@@ -155,7 +159,12 @@ void ChangesListenerCore::removeHandle(CURL* handle) {
 
 void ChangesListenerCore::endTransfer(DbListenRecord& record, CURLcode result) {
   record.refused = false;
-  if (!record.stopped) OnTransferDone(record, result, GetLong(record.handle.get(), CURLINFO_RESPONSE_CODE));
+  if (record.stopped) return;
+  const bool isKnown = record.exceptions.run(false, [&] {
+    OnTransferDone(record, result, GetLong(record.handle.get(), CURLINFO_RESPONSE_CODE));
+    return true;
+  });
+  if (!isKnown) OnTransferLost(record);
 }
 
 void ChangesListenerCore::endRefusedTransfers() {
@@ -177,9 +186,9 @@ void ChangesListenerCore::releaseHandle(DbListenRecord& record) {
 
 void ChangesListenerCore::leaveCallbacks() {
   endRefusedTransfers();
-  for (const auto& record : mGraveyard) releaseHandle(*record);
+  for (const auto& [name, record] : mGraveyard) releaseHandle(*record);
   // A throw leaves the rest for the next time.
-  for (const auto& record : mGraveyard) record->exceptions.rethrow();
+  for (const auto& [name, record] : mGraveyard) record->exceptions.rethrow();
   mGraveyard.clear();
   for (const auto& [name, record] : mRecords) record->exceptions.rethrow();
 }
@@ -188,7 +197,7 @@ DbListenRecord* ChangesListenerCore::findByHandle(const CURL* handle) const {
   for (const auto& [name, record] : mRecords) {
     if (record->handle.get() == handle) return record.get();
   }
-  for (const auto& record : mGraveyard) {
+  for (const auto& [name, record] : mGraveyard) {
     if (record->handle.get() == handle) return record.get();
   }
   return nullptr;

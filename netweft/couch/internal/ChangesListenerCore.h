@@ -28,7 +28,9 @@ class ChangesListenerCore {
  private:
   /// Counts the ways into libcurl and into records that are on the stack.
   class Depth;
+  using Records = map<string, unique_ptr<DbListenRecord>>;
 
+  void stop(Records::iterator found);
   void runPass();
   void tickAll();
   void tick(DbListenRecord& record);
@@ -44,10 +46,11 @@ class ChangesListenerCore {
   DbListenRecord* findByHandle(const CURL* handle) const;
   bool isAnyActive() const;
 
-  map<string, unique_ptr<DbListenRecord>> mRecords;
+  Records mRecords;
   CouchConnectionParameters mServer;
   CURLM* const mMulti;
-  vector<unique_ptr<DbListenRecord>> mGraveyard;
+  /// Takes the nodes of the other over, so that the end of a feed allocates nothing; a name may be there twice.
+  std::multimap<string, unique_ptr<DbListenRecord>> mGraveyard;
   int mDepth = 0;
 };
 

@@ -11,7 +11,7 @@ DbListenRecord::DbListenRecord(const string& db, int64 startSince, ChangesListen
       content(feedContent),
       callback(feedCallback),
       userData(feedUserData),
-      handle(http::impl::CreateEasyHandle()),
+      handle(http::impl::CreateLastingEasyHandle()),
       since(db.empty() ? 0 : startSince) {
   param.dbName = db;
 }
@@ -38,9 +38,13 @@ bool DbListenRecord::report(ChangesListener::CallbackMsg msg, const string& text
 
 bool DbListenRecord::fail(ChangesListener::CallbackMsg msg, const string& text) {
   const bool goOn = report(msg, text);
+  waitBeforeRetry();
+  return goOn;
+}
+
+void DbListenRecord::waitBeforeRetry() noexcept {
   retryTimer.start();
   state = LS_WaitBeforeRetry;
-  return goOn;
 }
 
 }  // namespace qx::couch

@@ -33,6 +33,8 @@ struct DbListenRecord {
   /// Reports, and makes the feed wait before it tries again.
   bool fail(ChangesListener::CallbackMsg msg, const string& text);
 
+  void waitBeforeRetry() noexcept;
+
   http::impl::CurlStringList headers;
   std::array<char, CURL_ERROR_SIZE> errorBuffer{};  ///< libcurl's to write; the texts come from `curl_easy_strerror`
   FeedBuffer receiveBuffer;

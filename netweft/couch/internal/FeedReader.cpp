@@ -9,18 +9,19 @@ namespace qx::couch {
 
 namespace {
 
-bool ReportChange(DbListenRecord& record, const qxVariantMapImpl& line) {
+bool ReportChange(DbListenRecord& record, const qxVariantMapImpl& line, int64 seq) {
+  if (record.callback != nullptr) ReadChange(line, record.param);
+  record.since = seq;  // not before: a change that could not be read for want of memory comes again
   if (record.callback == nullptr) return true;
-  ReadChange(line, record.param);
   record.param.errorMessage.clear();
-  record.param.seq = record.since;
+  record.param.seq = seq;
   return record.call(ChangesListener::CM_NewChange, record.param);
 }
 
 bool HandleDatabaseLine(DbListenRecord& record, const qxVariantMapImpl& line) {
   int64 seq = 0;
   switch (ClassifyDatabaseLine(line, seq)) {
-    case DLK_Change: record.since = seq; return ReportChange(record, line);
+    case DLK_Change: return ReportChange(record, line, seq);
     case DLK_InvalidSeq:
       return record.fail(ChangesListener::CM_ListenStopedDueToError,
                          "Invalid seq id in change feed : '" + qxStringUtils::fromInt64(seq, 1) + "'");

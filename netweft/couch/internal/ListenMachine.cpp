@@ -151,6 +151,8 @@ void OnTransferDone(DbListenRecord& record, CURLcode result, long httpStatus) {
   }
 }
 
+void OnTransferLost(DbListenRecord& record) noexcept { record.waitBeforeRetry(); }
+
 Url BuildRequestUrl(const DbListenRecord& record, const CouchConnectionParameters& server, ListenAction action) {
   if (action == LA_RequestUpdateSeq) return server.toDatabaseUrl(record.dbName, {});
 

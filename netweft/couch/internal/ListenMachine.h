@@ -36,6 +36,10 @@ bool OnBody(DbListenRecord& record, const char* data, size_t n);
 /// The transfer has ended; `httpStatus` is 0 when there was no answer.
 void OnTransferDone(DbListenRecord& record, CURLcode result, long httpStatus);
 
+/// The transfer has ended, and `OnTransferDone` could not tell for want of memory: the feed waits and tries again as
+/// after any failure.
+void OnTransferLost(DbListenRecord& record) noexcept;
+
 /// The address of the request that `OnTick` asked for.
 Url BuildRequestUrl(const DbListenRecord& record, const CouchConnectionParameters& server, ListenAction action);
 

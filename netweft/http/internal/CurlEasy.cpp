@@ -20,6 +20,18 @@ CurlEasyPtr CreateEasyHandle() noexcept {
   return handle;
 }
 
+CurlEasyPtr CreateLastingEasyHandle() {
+  CurlEasyPtr handle = CreateEasyHandle();
+  if (handle == nullptr) throw std::bad_alloc();
+  return handle;
+}
+
+CURLM* CreateMultiHandle() {
+  CURLM* const handle = curl_multi_init();
+  if (handle == nullptr) throw std::bad_alloc();
+  return handle;
+}
+
 int SetLong(CURL* handle, CURLoption option, long value) noexcept {
   return static_cast<int>(curl_easy_setopt(handle, option, value));
 }

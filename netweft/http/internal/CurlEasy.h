@@ -25,6 +25,11 @@ using CurlEasyPtr = std::unique_ptr<CURL, CurlEasyDeleter>;
 ///   into the shared store for each new connection.
 CurlEasyPtr CreateEasyHandle() noexcept;
 
+/// The same, and a multi handle to be cleaned up by its owner, for those who make one once and keep it: without memory
+/// for it they could never work. Throw std::bad_alloc.
+CurlEasyPtr CreateLastingEasyHandle();
+CURLM* CreateMultiHandle();
+
 /// Each returns the CURLcode of `curl_easy_setopt`, as an int, so that results can be ORed.
 int SetLong(CURL* handle, CURLoption option, long value) noexcept;
 int SetOffset(CURL* handle, CURLoption option, curl_off_t value) noexcept;

@@ -38,7 +38,7 @@ constexpr int sWaitMs = 5;
 
 }  // namespace
 
-HttpMultiConnection::HttpMultiConnectionImpl::HttpMultiConnectionImpl() : multiHandle(curl_multi_init()) {}
+HttpMultiConnection::HttpMultiConnectionImpl::HttpMultiConnectionImpl() : multiHandle(CreateMultiHandle()) {}
 
 HttpMultiConnection::HttpMultiConnectionImpl::HttpMultiConnectionImpl(HttpMultiConnection& multiConnection,
                                                                       int slotCount)

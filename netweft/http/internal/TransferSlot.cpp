@@ -7,7 +7,7 @@
 namespace qx::http::impl {
 
 TransferSlot::TransferSlot(HttpMultiConnection& multiConnection)
-    : owner(&multiConnection), easyHandle(CreateEasyHandle()) {
+    : owner(&multiConnection), easyHandle(CreateLastingEasyHandle()) {
   installCallbacks();
 }
 
