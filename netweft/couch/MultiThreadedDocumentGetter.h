@@ -43,7 +43,7 @@ class NETWEFT_EXPORT MultiThreadedDocumentGetter {
   /// What came of one id.
   enum DocumentResult : int32 {
     DR_Found = 0,          ///< the server has, or had, the document
-    DR_RequestFailed = 1,  ///< the request for the whole batch failed; `error` tells why
+    DR_RequestFailed = 1,  ///< the request for the whole batch failed, or memory ran out over this id; `error` tells
     DR_DocumentError = 2,  ///< the server answered with an error for this id, in its words: "not_found"
   };
 

@@ -1,5 +1,7 @@
 #include "netweft/couch/internal/AllDocsRows.h"
 
+#include <new>
+
 namespace qx::couch {
 
 namespace {
@@ -28,6 +30,13 @@ void DeliverDocument(qxVariantMapImpl& row, const string& id, const RowReceiver&
   receive(id, none, {}, Getter::DR_Found);
 }
 
+/// Without a copy; the keys that were asked for are texts.
+const string& GetKey(const qxVariantMapImpl& row) {
+  static const string none;
+  const auto key = row.find("key");
+  return key != row.end() && key->second.getType() == qxVariant::VT_String ? key->second.getString() : none;
+}
+
 void DeliverRow(qxVariantMapImpl& row, Getter::DocContent content, const RowReceiver& receive) {
   const string id = row.getString("key", "");
   const auto error = row.find("error");
@@ -48,7 +57,13 @@ void DeliverAllDocsRows(qxVariantMapImpl& answer, Getter::DocContent content, co
   const auto rows = answer.find("rows");
   if (rows == answer.end() || rows->second.getType() != qxVariant::VT_List) return;
   for (qxVariant& row : rows->second.editList()) {
-    if (row.getType() == qxVariant::VT_Map) DeliverRow(row.editMap(), content, receive);
+    if (row.getType() != qxVariant::VT_Map) continue;
+    try {
+      DeliverRow(row.editMap(), content, receive);
+    } catch (const std::bad_alloc& exception) {
+      qxVariantMapImpl none;
+      receive(GetKey(row.getMap()), none, exception.what(), Getter::DR_RequestFailed);
+    }
   }
 }
 

@@ -35,11 +35,10 @@ impl::WorkerThread::Taking MultiThreadedDocumentGetter::Worker::takeBatch() {
 void MultiThreadedDocumentGetter::Worker::serveBatch() {
   if (isStopRequested() || mSettings.callback == nullptr) return;
   mThreadData.make(mState.threadDataCallbacks, mGetter, mSettings.userData);
-  const vector<string> ids(mBatch.begin(), mBatch.end());
   qxVariantMapImpl answer;
   string error;
-  if (!fetch(ids, answer, error)) {
-    deliverFailure(ids, error);
+  if (!fetch(answer, error)) {
+    deliverFailure(error);
     return;
   }
   DeliverAllDocsRows(answer, mContent,
@@ -58,9 +57,9 @@ void MultiThreadedDocumentGetter::Worker::onEnd() {
 }
 
 // What cannot be done for want of memory is a failed request: the host is told for each id.
-bool MultiThreadedDocumentGetter::Worker::fetch(const vector<string>& ids, qxVariantMapImpl& answer, string& error) {
+bool MultiThreadedDocumentGetter::Worker::fetch(qxVariantMapImpl& answer, string& error) {
   try {
-    if (post(ids, answer)) return true;
+    if (post(answer)) return true;
     error = mConnection.getLastErrorMsg();
   } catch (const std::exception& exception) {
     error = exception.what();
@@ -68,7 +67,8 @@ bool MultiThreadedDocumentGetter::Worker::fetch(const vector<string>& ids, qxVar
   return false;
 }
 
-bool MultiThreadedDocumentGetter::Worker::post(const vector<string>& ids, qxVariantMapImpl& answer) {
+bool MultiThreadedDocumentGetter::Worker::post(qxVariantMapImpl& answer) {
+  const vector<string> ids(mBatch.begin(), mBatch.end());
   if (const unique_ptr<bytes> keys = BuildKeysBody(&ids)) mPost.body = std::move(*keys);
   const Url url = mState.server.toDocumentUrl(mState.dbName, "_all_docs", QueryFor(mContent));
   if (!mPost.perform(mConnection, url)) return false;
@@ -82,8 +82,8 @@ void MultiThreadedDocumentGetter::Worker::deliver(const string& id, qxVariantMap
   Guard([&] { mSettings.callback(mGetter, id, doc, error, result, mSettings.userData, mThreadData.get()); });
 }
 
-void MultiThreadedDocumentGetter::Worker::deliverFailure(const vector<string>& ids, const string& error) {
-  for (const string& id : ids) {
+void MultiThreadedDocumentGetter::Worker::deliverFailure(const string& error) {
+  for (const string& id : mBatch) {
     if (isStopRequested()) return;
     qxVariantMapImpl none;
     deliver(id, none, error, DR_RequestFailed);

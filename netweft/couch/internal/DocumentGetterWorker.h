@@ -19,10 +19,10 @@ class NETWEFT_HIDDEN MultiThreadedDocumentGetter::Worker final : public impl::Wo
   void onEnd() override;
 
   /// False with the reason in `error`.
-  bool fetch(const vector<string>& ids, qxVariantMapImpl& answer, string& error);
-  bool post(const vector<string>& ids, qxVariantMapImpl& answer);
+  bool fetch(qxVariantMapImpl& answer, string& error);
+  bool post(qxVariantMapImpl& answer);
   void deliver(const string& id, qxVariantMapImpl& doc, const string& error, DocumentResult result);
-  void deliverFailure(const vector<string>& ids, const string& error);
+  void deliverFailure(const string& error);
 
   MultiThreadedDocumentGetter& mGetter;
   State& mState;
