@@ -19,13 +19,12 @@ void qxThread::startThread(const char* name) {
   if (mThread.joinable()) mThread.join();
   const impl::SignalBlock inherited;
   try {
-    mRunning = true;
     mThread = std::thread([this, label = std::string(name != nullptr ? name : "")] {
       if (!label.empty()) SetCurrentThreadName(label.c_str());
       runGuarded();
     });
+    mRunning = true;  // in time: the thread takes the lock before it says that it has ended
   } catch (const std::system_error& error) {
-    mRunning = false;
     LogError() << "A thread could not be started: " << error.what();
   }
 }

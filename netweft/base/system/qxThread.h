@@ -31,6 +31,8 @@ class NETWEFT_EXPORT qxThread {
  public:
   /// Starts the thread; does nothing while one runs. A null name leaves the naming to the body, which calls
   /// `SetCurrentThreadName`.
+  ///
+  /// When the system gives no thread, an error is logged, and `waitThread(0)` is true at once. Throws std::bad_alloc.
   void startThread(const char* name);
 
   /// Joins. True when the thread has ended or never started, false at the limit. Real time, in milliseconds.
