@@ -1,6 +1,7 @@
 #include "netweft/couch/ConflictSolver.h"
 
 #include "netweft/base/system/internal/PollUntilDone.h"
+#include "netweft/base/system/internal/RequireThread.h"
 #include "netweft/couch/internal/ConflictSolverManager.h"
 #include "netweft/couch/internal/ConflictSolverWorker.h"
 
@@ -17,6 +18,7 @@ ConflictSolver::ConflictSolver(unsigned long long workerCount, unsigned long lon
     : mState(std::make_unique<State>(viewLimit, workerBatch)) {
   mState->pool.start(workerCount, [this] { return std::make_unique<Worker>(*mState); });
   startThread(nullptr);
+  impl::RequireThread(impl::IsThreadRunning(*this));
 }
 
 ConflictSolver::~ConflictSolver() {

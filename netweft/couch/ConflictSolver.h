@@ -48,7 +48,8 @@ class NETWEFT_EXPORT ConflictSolver : public qxThread {
  public:
   /// Starts the threads. `workerCount` 0 counts as 1. `viewLimit` is the most documents that one reading of the view
   /// brings, at least 1: with 0 every request completes at once and nothing is solved. `workerBatch` is the most
-  /// documents that a worker takes, and so in one post; 0 counts as 1.
+  /// documents that a worker takes, and so in one post; 0 counts as 1. Throws std::system_error when the system gives
+  /// no manager thread or not a single worker.
   ConflictSolver(unsigned long long workerCount, unsigned long long viewLimit, unsigned long long workerBatch);
   ~ConflictSolver() override;
 

@@ -63,6 +63,9 @@ class NETWEFT_EXPORT MultiThreadedDocumentGetter {
   /// `createThreadData` and `deleteThreadData` is given, both are dropped. `threadCount` 0 counts as 1. `batchSize` is
   /// the most ids in one request. Give at least 1: with 0 no id is ever taken, and as soon as one waits every thread
   /// spins and `waitUntilAllJobsAreDone` does not end before a cancel.
+  ///
+  /// Throws std::system_error when the system gives not a single thread; fewer than asked for, which the log tells, do
+  /// all the work.
   MultiThreadedDocumentGetter(const CouchConnectionParameters& server, const string& db, DocumentCallback callback,
                               void* userData, ThreadDataCallback createThreadData, ThreadDataCallback deleteThreadData,
                               unsigned int threadCount, unsigned int batchSize, DocContent content);

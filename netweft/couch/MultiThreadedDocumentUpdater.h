@@ -52,6 +52,9 @@ class NETWEFT_EXPORT MultiThreadedDocumentUpdater {
   /// Starts the threads. `update` must not be null; each of the other two may be, by itself. `batchSize` is the most
   /// documents in one request that reads, at least 1: with 0 nothing is ever read, the threads spin, and only a cancel
   /// ends the wait. A batch that is written holds one more: it goes out when it has grown beyond `batchSize`.
+  ///
+  /// Throws std::system_error when the system gives no thread that reads or none that writes; fewer than asked for,
+  /// which the log tells, do all the work.
   MultiThreadedDocumentUpdater(const CouchConnectionParameters& server, const string& db, UpdateCallback update,
                                CreateThreadDataCallback create, DeleteThreadDataCallback destroy, void* userData,
                                unsigned int threadCount, unsigned int batchSize);

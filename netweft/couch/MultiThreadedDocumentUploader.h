@@ -30,7 +30,8 @@ namespace qx::couch {
 /// fails is the end: no further batch is taken, what is in flight or waits already is still posted.
 class NETWEFT_EXPORT MultiThreadedDocumentUploader {
  public:
-  /// Starts the threads; `threadCount` 0 counts as 1.
+  /// Starts the threads; `threadCount` 0 counts as 1. Throws std::system_error when the system gives not a single one;
+  /// fewer than asked for, which the log tells, do all the work.
   MultiThreadedDocumentUploader(const CouchConnectionParameters& server, const string& db, unsigned int threadCount);
   MultiThreadedDocumentUploader(const MultiThreadedDocumentUploader&) = delete;
   MultiThreadedDocumentUploader& operator=(const MultiThreadedDocumentUploader&) = delete;

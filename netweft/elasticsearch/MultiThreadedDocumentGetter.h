@@ -64,6 +64,9 @@ class NETWEFT_EXPORT MultiThreadedDocumentGetter {
   /// in one request; 0 counts as 1. A thread takes no more than its share of what is to be done, so that a few ids go
   /// to all threads. `sourceFields` is the "_source" of each request: a list of field names, a pattern, or false for
   /// no source; a variant that holds nothing asks for whole documents.
+  ///
+  /// Throws std::system_error when the system gives not a single thread; fewer than asked for, which the log tells, do
+  /// all the work.
   MultiThreadedDocumentGetter(const ESConnectionParameters& es, DocumentCallback callback, void* context,
                               ThreadDataCallback initCallback, ThreadDataCallback exitCallback, unsigned int threads,
                               unsigned int maxBatch, const qxVariant& sourceFields);

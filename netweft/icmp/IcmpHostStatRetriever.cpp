@@ -1,6 +1,7 @@
 #include "netweft/icmp/IcmpHostStatRetriever.h"
 
 #include "netweft/addressing/ResolveHostName.h"
+#include "netweft/base/system/internal/RequireThread.h"
 #include "netweft/base/system/qxFlag.h"
 #include "netweft/base/system/qxMutexLocker.h"
 #include "netweft/icmp/internal/EchoService.h"
@@ -82,6 +83,7 @@ IcmpHostStatRetriever::IcmpHostStatRetriever() : IcmpHostStatRetriever(impl::Cre
 
 IcmpHostStatRetriever::IcmpHostStatRetriever(unique_ptr<EchoService> echoes) : mEchoes(std::move(echoes)) {
   startThread(nullptr);
+  impl::RequireThread(impl::IsThreadRunning(*this));
 }
 
 IcmpHostStatRetriever::~IcmpHostStatRetriever() {

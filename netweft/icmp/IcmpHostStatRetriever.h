@@ -70,7 +70,7 @@ class NETWEFT_EXPORT IcmpHostStatRetriever : public qxThread {
     bool isValid() const noexcept { return latencyMs != sNotMeasured; }
   };
 
-  /// Starts the thread.
+  /// Starts the thread. Throws std::system_error when the system gives none.
   IcmpHostStatRetriever();
   IcmpHostStatRetriever(const IcmpHostStatRetriever&) = delete;
   IcmpHostStatRetriever& operator=(const IcmpHostStatRetriever&) = delete;

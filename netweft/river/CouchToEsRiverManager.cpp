@@ -1,5 +1,6 @@
 #include "netweft/river/CouchToEsRiverManager.h"
 
+#include "netweft/base/system/internal/RequireThread.h"
 #include "netweft/base/system/qxFlag.h"
 #include "netweft/base/system/qxLogObject.h"
 #include "netweft/base/system/qxMutexLocker.h"
@@ -49,7 +50,10 @@ CouchToEsRiverManager::CouchToEsRiverManager(Parameters parameters)
       mState->workers.push_back(std::make_unique<Worker>(*mState, number));
     }
   }
+  const auto isRunning = [](const unique_ptr<Worker>& worker) { return impl::IsThreadRunning(*worker); };
+  impl::RequireThread(std::any_of(mState->workers.begin(), mState->workers.end(), isRunning));
   startThread(nullptr);
+  impl::RequireThread(impl::IsThreadRunning(*this));
 }
 
 CouchToEsRiverManager::~CouchToEsRiverManager() {

@@ -41,7 +41,8 @@ class NETWEFT_EXPORT CouchToEsRiverManager : public qxThread {
   using Parameters = RiverParameters;
   using IndexDefinition = couch::IndexDefinition;
 
-  /// Copies the parameters and starts all threads. Never reaches a server.
+  /// Copies the parameters and starts all threads. Never reaches a server. Throws std::system_error when the system
+  /// gives no control thread or not a single Worker; with fewer Workers than asked for, which the log tells, it runs.
   explicit CouchToEsRiverManager(Parameters parameters);
 
   /// Closes the manager and joins every thread.

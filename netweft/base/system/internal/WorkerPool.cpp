@@ -1,6 +1,7 @@
 #include "netweft/base/system/internal/WorkerPool.h"
 
 #include "netweft/base/system/internal/AssumeHeld.h"
+#include "netweft/base/system/internal/RequireThread.h"
 #include "netweft/base/system/internal/WorkerThread.h"
 #include "netweft/base/system/qxMutexLocker.h"
 
@@ -17,6 +18,12 @@ void WorkerPool::add(unique_ptr<WorkerThread> worker) {
     mWorkers.push_back(std::move(worker));
   }
   started.startThread(nullptr);
+}
+
+void WorkerPool::requireWorker() {
+  // A worker that runs takes the mutex, and the list grows no more: so none is needed here.
+  RequireThread(
+      std::any_of(mWorkers.begin(), mWorkers.end(), [](const auto& worker) { return IsThreadRunning(*worker); }));
 }
 
 void WorkerPool::stop() {

@@ -25,10 +25,14 @@ class WorkerPool {
 
   /// Makes and starts `count` workers, one after the other; 0 counts as 1. `make` gives each as a unique_ptr to a
   /// subclass of `WorkerThread`. Once, from the thread that made the pool.
+  ///
+  /// Those that the system gives no thread are missed, with an error in the log; without a single one it throws
+  /// std::system_error.
   template <class Make>
   void start(uint64 count, Make make) {
     mSize = std::max<uint64>(count, 1);
     for (uint64 i = 0; i < mSize; ++i) add(make());
+    requireWorker();
   }
 
   /// Ends the workers in turn: each is told to stop and joined before the next is told. What they have in hand is
@@ -46,6 +50,7 @@ class WorkerPool {
 
  private:
   void add(unique_ptr<WorkerThread> worker);
+  void requireWorker();
 
   uint64 mSize = 0;  ///< constant from before the first thread on
   /// Written with `mutex` held, by the thread that made the pool alone, which so reads it without.
