@@ -1,6 +1,7 @@
 #include "netweft/river/CouchToEsRiverManager.h"
 
 #include "netweft/base/system/internal/RequireThread.h"
+#include "netweft/base/system/internal/WorkerThread.h"
 #include "netweft/base/system/qxFlag.h"
 #include "netweft/base/system/qxLogObject.h"
 #include "netweft/base/system/qxMutexLocker.h"
@@ -18,6 +19,8 @@ namespace {
 
 /// How often a wait for Workers looks at them, in milliseconds.
 constexpr unsigned long sWorkerPollMs = 30;
+/// How long the control thread waits for memory that it did not get, in milliseconds.
+constexpr unsigned long sRetryMs = 200;
 
 using Databases = map<string, DbEntry>;
 
@@ -67,11 +70,17 @@ CouchToEsRiverManager::~CouchToEsRiverManager() {
 }
 
 void CouchToEsRiverManager::addIndex(const IndexDefinition& definition) {
+  // All that needs memory comes first, and outside the maps: an entry half made would have no index to be removed by.
+  Databases database;
+  map<string, IndexEntry> indexes;
+  database[definition.dbName].dbName = definition.dbName;
+  indexes[definition.indexName].definition = definition;
   qxMutexLocker lock(mState->mutex, true);
-  DbEntry& entry = mState->databases[definition.dbName];
-  IndexEntry& index = entry.indexes[definition.indexName];
-  entry.dbName = definition.dbName;
-  index.definition = definition;
+  mState->databases.merge(database);
+  DbEntry& entry = mState->databases.find(definition.dbName)->second;
+  entry.indexes.merge(indexes);
+  IndexEntry& index = entry.indexes.find(definition.indexName)->second;
+  if (!indexes.empty()) index.definition = std::move(indexes.begin()->second.definition);  // it was there before
   index.lastRefreshSeq = 0;
   ++entry.generation;
   mState->renewEpoch(entry);
@@ -82,27 +91,31 @@ void CouchToEsRiverManager::addIndex(const IndexDefinition& definition) {
 bool CouchToEsRiverManager::removeIndex(const string& indexName, bool deleteIndex) {
   qxMutexLocker lock(mState->mutex, true);
   if (FoundIndex found; FindIndex(mState->databases, indexName, found)) {
-    DbEntry& entry = found.database->second;
-    const string dbName = entry.dbName;
-    const uint64 lastEpoch = entry.epoch;
-    entry.indexes.erase(found.index);
-    ++entry.generation;
-    mState->renewEpoch(entry);
-    if (entry.indexes.empty()) mState->databases.erase(found.database);
-    mState->condition.wakeAll();
-
-    const auto busy = [&](const unique_ptr<Worker>& worker) { return worker->isOn(dbName, lastEpoch); };
-    while (std::any_of(mState->workers.begin(), mState->workers.end(), busy)) {
-      lock.unlock();
-      msleep(sWorkerPollMs);
-      lock.lock();
-    }
+    mState->removeIndex(found.database, found.index);
   } else {
     mState->condition.wakeAll();
   }
   if (!deleteIndex) return true;
   http::HttpConnection connection(false);
   return DeleteIndex(indexName, connection, mState->parameters.es, sIndexDeletionTimeoutMs);
+}
+
+void CouchToEsRiverManager::State::removeIndex(Databases::iterator database, map<string, IndexEntry>::iterator index) {
+  DbEntry& entry = database->second;
+  const auto removed = entry.indexes.extract(index);
+  const uint64 before = entry.epoch;
+  ++entry.generation;
+  renewEpoch(entry);
+  if (entry.indexes.empty()) databases.erase(database);
+  condition.wakeAll();
+
+  const string& dbName = removed.mapped().definition.dbName;
+  const auto busy = [&](const unique_ptr<Worker>& worker) { return worker->isOn(dbName, before); };
+  while (std::any_of(workers.begin(), workers.end(), busy)) {
+    mutex.unlock();
+    msleep(sWorkerPollMs);
+    mutex.lock();
+  }
 }
 
 bool CouchToEsRiverManager::getIndexInfo(const string& indexName, string* mappingRevision, uint64* lastRefreshSeq,
@@ -123,10 +136,8 @@ void CouchToEsRiverManager::closeManager() {
   qxMutexLocker lock(mState->mutex, true);
   for (const auto& worker : mState->workers) worker->cancel();
   while (!mState->databases.empty()) {
-    const string indexName = mState->databases.begin()->second.indexes.begin()->first;
-    lock.unlock();
-    removeIndex(indexName, false);
-    lock.lock();
+    const auto database = mState->databases.begin();
+    mState->removeIndex(database, database->second.indexes.begin());
   }
   mState->closing = true;
   mState->condition.wakeAll();
@@ -155,7 +166,13 @@ bool CouchToEsRiverManager::GetIndexList(http::HttpConnection& connection,
 
 void CouchToEsRiverManager::run() {
   SetCurrentThreadName("nw-river");
-  ControlLoop(*this, *mState).run();
+  for (bool isClosed = false; !isClosed;) {
+    // It ends when the manager closes, and does not begin when there is no memory for it.
+    impl::WorkerThread::Guard([this] { ControlLoop(*this, *mState).run(); });
+    qxMutexLocker lock(mState->mutex, true);
+    isClosed = mState->closing;
+    if (!isClosed) mState->condition.wait(&mState->mutex, sRetryMs);
+  }
 }
 
 void CouchToEsRiverManager::cancelJobAndWait(const string& dbName) {

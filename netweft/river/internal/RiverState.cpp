@@ -8,7 +8,13 @@ CouchToEsRiverManager::State::State(RiverParameters&& given) : parameters(std::m
 
 CouchToEsRiverManager::State::~State() = default;
 
-void CouchToEsRiverManager::State::renewEpoch(DbEntry& entry) { entry.epoch = ++lastEpoch; }
+void CouchToEsRiverManager::State::renewEpoch(DbEntry& entry) noexcept { entry.epoch = ++lastEpoch; }
+
+void CouchToEsRiverManager::State::fail(DbEntry& entry) noexcept {
+  entry.generation = 0;
+  renewEpoch(entry);
+  condition.wakeAll();
+}
 
 DbEntry* CouchToEsRiverManager::State::findEntry(const string& dbName) {
   const auto found = databases.find(dbName);

@@ -37,7 +37,16 @@ struct NETWEFT_HIDDEN CouchToEsRiverManager::State {
   vector<unique_ptr<Worker>> workers;
 
   /// Marks the entry as changed: batches taken before are void.
-  void renewEpoch(DbEntry& entry) NETWEFT_REQUIRES(mutex);
+  void renewEpoch(DbEntry& entry) noexcept NETWEFT_REQUIRES(mutex);
+
+  /// A batch of the entry is lost: no other is taken until the control thread has opened the feed anew, from the
+  /// sequence that is stored.
+  void fail(DbEntry& entry) noexcept NETWEFT_REQUIRES(mutex);
+
+  /// Takes out an index, and its database with the last one, and returns when no Worker has a batch in hand from
+  /// before. Lets go of the mutex while it waits. Allocates nothing: the manager's end comes here.
+  void removeIndex(map<string, DbEntry>::iterator database, map<string, IndexEntry>::iterator index)
+      NETWEFT_REQUIRES(mutex);
 
   /// Null when the manager does not have the database.
   DbEntry* findEntry(const string& dbName) NETWEFT_REQUIRES(mutex);

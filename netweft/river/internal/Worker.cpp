@@ -3,6 +3,7 @@
 #include "netweft/base/system/FormatDuration.h"
 #include "netweft/base/system/internal/AssumeHeld.h"
 #include "netweft/base/system/internal/FailPoint.h"
+#include "netweft/base/system/internal/WorkerThread.h"
 #include "netweft/base/system/qxFlag.h"
 #include "netweft/base/system/qxLogObject.h"
 #include "netweft/base/system/qxMutexLocker.h"
@@ -20,6 +21,8 @@
 namespace qx::couch {
 
 namespace {
+
+using impl::WorkerThread;
 
 /// How long transports are kept, in seconds, and how long a Worker that has some sleeps, in milliseconds.
 constexpr int64 sBundleLifeSec = 60;
@@ -75,15 +78,27 @@ bool CouchToEsRiverManager::Worker::takeBatch(RiverBatch& batch) {
     if (mStopFlag) return false;
     StoreFlag(mCancelFlag, false);
     DbEntry* entry = ReadFlag(mState.closeAsked) ? nullptr : ChooseEntry(mState.databases);
-    if (entry != nullptr) {
-      mCurrentDb = entry->dbName;
-      batch = TakeBatch(*entry, mState.parameters);
-      mCurrentGeneration = batch.generation;
-      mCurrentEpoch = batch.epoch;
+    if (entry == nullptr) {
+      waitForWork();
+    } else if (takeBatchFrom(*entry, batch)) {
       return true;
     }
-    waitForWork();
   }
+}
+
+/// False, with the database failed, when memory runs out: some of its changes may be lost by then.
+bool CouchToEsRiverManager::Worker::takeBatchFrom(DbEntry& entry, RiverBatch& batch) {
+  try {
+    mCurrentDb = entry.dbName;
+    batch = TakeBatch(entry, mState.parameters);
+  } catch (const std::exception& error) {
+    LogError() << "Worker failed to take a batch of db " << entry.dbName << ": " << error.what();
+    mState.fail(entry);
+    return false;
+  }
+  mCurrentGeneration = batch.generation;
+  mCurrentEpoch = batch.epoch;
+  return true;
 }
 
 void CouchToEsRiverManager::Worker::waitForWork() {
@@ -208,7 +223,7 @@ void CouchToEsRiverManager::Worker::recordProgress(const RiverBatch& batch, uint
 void CouchToEsRiverManager::Worker::release(const RiverBatch& batch, StepResult result) {
   // A cancelled batch is no failure, whatever it ran into on its way out.
   if (isCancelled()) {
-    LogDetail("esriver") << linePrefix(batch) << "job canceled";
+    WorkerThread::Guard([&] { LogDetail("esriver") << linePrefix(batch) << "job canceled"; });
     result = StepResult::Cancelled;
   }
   qxMutexLocker lock(mState.mutex, true);
@@ -217,10 +232,7 @@ void CouchToEsRiverManager::Worker::release(const RiverBatch& batch, StepResult 
     entry->phaseFlags = static_cast<unsigned char>(entry->phaseFlags & ~batch.heldPhase);
     if (result == StepResult::TooLarge) ShrinkBatches(*entry, batch.records.size());
     if (result == StepResult::Done) GrowBatches(*entry, mState.parameters);
-    if (result == StepResult::Failed || result == StepResult::TooLarge) {
-      entry->generation = 0;
-      mState.renewEpoch(*entry);
-    }
+    if (result == StepResult::Failed || result == StepResult::TooLarge) mState.fail(*entry);
   }
   mCurrentDb.clear();
   mCurrentGeneration = 0;

@@ -39,6 +39,7 @@ class NETWEFT_HIDDEN CouchToEsRiverManager::Worker final : public qxThread {
  private:
   /// False when the Worker is to end.
   bool takeBatch(RiverBatch& batch);
+  bool takeBatchFrom(DbEntry& entry, RiverBatch& batch) NETWEFT_REQUIRES(mState.mutex);
   void waitForWork() NETWEFT_REQUIRES(mState.mutex);
   void serve(RiverBatch& batch);
 
