@@ -36,6 +36,7 @@ int JsonPost::SetUp(void* curlHandle, void* post, list<string>& headers) {
   self.mReadPosition = 0;
   self.response.clear();
   self.mHead = {};
+  self.mFailure = {};
   headers.emplace_back("Content-Type: application/json");
   int failed = SetFunction(handle, CURLOPT_WRITEFUNCTION, OnWrite);
   failed |= SetFunction(handle, CURLOPT_READFUNCTION, OnRead);
