@@ -4,6 +4,7 @@
 #include "netweft/base/system/qxThread.h"
 #include "netweft/couch/ConflictSolver.h"
 #include "tests/http/LibraryFixture.h"
+#include "tests/support/FaultExemption.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/ScriptedServer.h"
 
@@ -72,6 +73,7 @@ class ConflictSolverFixture : public LibraryFixture {
   }
 
   static void OnFinished(int completed, uint64 documentsDone, const couch::ResolveConflictRequest& request) {
+    const FaultExemption own;
     {
       const std::lock_guard lock(sSelf->mMutex);
       sSelf->mEnds.push_back({completed, documentsDone, request.dbName, request.userData});

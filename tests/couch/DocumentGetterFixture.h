@@ -5,6 +5,7 @@
 #include "netweft/base/system/qxStringUtils.h"
 #include "netweft/couch/MultiThreadedDocumentGetter.h"
 #include "tests/http/LibraryFixture.h"
+#include "tests/support/FaultExemption.h"
 #include "tests/support/ScriptedServer.h"
 
 #include <algorithm>
@@ -59,6 +60,7 @@ class DeliveryRecorder {
 
   static void OnDocument(Getter& getter, const string& id, qxVariantMapImpl& doc, const string& error,
                          Getter::DocumentResult result, void* userData, void* threadData) {
+    const FaultExemption own;
     DeliveryRecorder& self = *static_cast<DeliveryRecorder*>(userData);
     string json;
     json::Json2Variant::Convert(doc, json, false);

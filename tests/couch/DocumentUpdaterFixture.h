@@ -2,6 +2,7 @@
 
 #include "netweft/couch/MultiThreadedDocumentUpdater.h"
 #include "tests/couch/DocumentGetterFixture.h"
+#include "tests/support/FaultExemption.h"
 
 #include <atomic>
 
@@ -11,6 +12,7 @@ namespace qx::test {
 class UpdateRecorder {
  public:
   static bool OnUpdate(qxVariantMapImpl& doc, void* userData, void* threadUserData) {
+    const FaultExemption own;
     UpdateRecorder& self = *static_cast<UpdateRecorder*>(userData);
     string json;
     json::Json2Variant::Convert(doc, json, false);
@@ -42,6 +44,11 @@ class UpdateRecorder {
     vector<string> seen = mSeen;
     std::sort(seen.begin(), seen.end());
     return seen;
+  }
+  void clear() {
+    const std::lock_guard lock(mMutex);
+    vector<string>().swap(mSeen);
+    mThreadData.clear();
   }
   set<void*> getThreadData() const {
     const std::lock_guard lock(mMutex);
@@ -93,6 +100,9 @@ class DocumentUpdaterFixture : public LibraryFixture {
     lastSequence = qxStringUtils::fromInt(count, 1);
     changes = {R"({"results":[)" + results + "]}"};
   }
+
+  /// The changes are given from the first one again.
+  void rewind() { mNextChanges = 0; }
 
   unique_ptr<Updater> make(unsigned int threads = 1, unsigned int batchSize = 100) {
     return std::make_unique<Updater>(couchServer, "db", UpdateRecorder::OnUpdate, nullptr, nullptr, &recorder, threads,

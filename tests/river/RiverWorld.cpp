@@ -1,6 +1,7 @@
 #include "tests/river/RiverWorld.h"
 
 #include "netweft/base/system/internal/Clock.h"
+#include "tests/support/FaultExemption.h"
 
 #include <algorithm>
 #include <thread>
@@ -170,6 +171,7 @@ void RiverWorld::Refuse(const string& index, const string& id) {
 
 void RiverWorld::OnMessage(ChangesListener::CallbackMsg message, const ChangesListener::CallbackParam& param,
                            void* context) {
+  const qx::test::FaultExemption own;
   auto& world = *static_cast<RiverWorld*>(context);
   shared_ptr<ThreadHold> hold;
   {
@@ -181,6 +183,7 @@ void RiverWorld::OnMessage(ChangesListener::CallbackMsg message, const ChangesLi
 }
 
 bool RiverWorld::OnDocument(qxVariantMapImpl& document, const string& index) {
+  const qx::test::FaultExemption own;
   shared_ptr<ThreadHold> hold;
   bool refused = false;
   {
