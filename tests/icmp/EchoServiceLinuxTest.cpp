@@ -6,6 +6,7 @@
 #include "tests/icmp/TunRouter.h"
 
 #include <chrono>
+#include <functional>
 #include <random>
 #include <thread>
 
@@ -106,22 +107,44 @@ TEST_P(EchoServiceLinuxTest, EachEchoHasItsTimeToLiveAndTheNextSequence) {
 
 TEST_P(EchoServiceLinuxTest, TheRoundTripIsThatOfTheNetwork) { EXPECT_GE(measureDelayOf(40), 40U); }
 
-/// Runs one echo whose process looks at it only long after the reply has come, and gives its completion.
-EchoReply ReadLate(const NetworkNamespace& network, const TunRouter& router, const string& host, uint32 timeoutMs,
-                   uint32& replies) {
+/// The kernel hands packets over a moment after the router has let go of them.
+bool WaitForCompletion(Echo& echo) {
+  for (int waitedMs = 0; waitedMs < 10'000; ++waitedMs) {
+    if (echo.takeCompletion()) return true;
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  return false;
+}
+
+/// Runs one echo whose process looks at it when `wait` has returned, and gives its completion.
+EchoReply ReadAfter(const std::function<void()>& wait, const NetworkNamespace& network, const string& host,
+                    uint32 timeoutMs, uint32& replies) {
   EchoReply reply;
   network.run([&] {
     EchoServiceLinux service;
     unique_ptr<Echo> echo;
     ASSERT_EQ(service.open(IpAddress(host, IpAddress::IPT_Invalid), echo), EchoOpening::Opened);
     ASSERT_EQ(echo->send({64, timeoutMs}), 0U);
-    while (router.countDelivered() == 0) std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    std::this_thread::sleep_for(std::chrono::milliseconds(timeoutMs + 100));
-    EXPECT_TRUE(echo->takeCompletion());
+    wait();
+    EXPECT_TRUE(WaitForCompletion(*echo));
     EXPECT_FALSE(echo->takeCompletion()) << "a completion is taken once";
     replies = echo->parseReplies(reply);
   });
   return reply;
+}
+
+void WaitForDeliveries(const TunRouter& router, uint64 count) {
+  while (router.countDelivered() < count) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+}
+
+/// The same, long after the reply has come.
+EchoReply ReadLate(const NetworkNamespace& network, const TunRouter& router, const string& host, uint32 timeoutMs,
+                   uint32& replies) {
+  const auto wait = [&] {
+    WaitForDeliveries(router, 1);
+    std::this_thread::sleep_for(std::chrono::milliseconds(timeoutMs + 100));
+  };
+  return ReadAfter(wait, network, host, timeoutMs, replies);
 }
 
 TEST_P(EchoServiceLinuxTest, ABusyProcessMeasuresTheNetworkAndNotItself) {
@@ -239,7 +262,7 @@ TEST_P(EchoServiceLinuxTest, AFloodOfForeignIdentifiersDoesNotCrowdTheReplyOut) 
     return deliveries;
   });
   uint32 replies = 0;
-  const EchoReply reply = ReadLate(*network, *router, Host(2), 1500, replies);
+  const EchoReply reply = ReadAfter([&] { WaitForDeliveries(*router, 5001); }, *network, Host(2), 30'000, replies);
   EXPECT_EQ(replies, 1U);
   EXPECT_EQ(reply.status, 0U);
 }

@@ -12,6 +12,11 @@ using couch::CouchToEsRiverManager;
 
 constexpr uint64 sDocuments = 300;
 constexpr int sPatienceSec = 600;
+#if defined(NETWEFT_SANITIZED)
+constexpr uint64 sSeconds = 45;
+#else
+constexpr uint64 sSeconds = 120;
+#endif
 
 /// Random faults between the River and one of its servers.
 class FaultyWay {
@@ -86,7 +91,7 @@ class RiverChaosTest : public LiveWorld {
 };
 
 TEST_F(RiverChaosTest, UnderRandomFaultsOnBothSidesNothingIsLost) {
-  const uint64 seconds = NumberFromEnvironment("NETWEFT_CHAOS_SECONDS", 120);
+  const uint64 seconds = NumberFromEnvironment("NETWEFT_CHAOS_SECONDS", sSeconds);
   const string one = freshName("a-chaos");
   const string two = freshName("b-chaos");
   const string other = freshName("c-chaos");
