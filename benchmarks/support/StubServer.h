@@ -15,9 +15,13 @@ class StubServer {
  public:
   /// Gives the body of the answer to a request's body. Runs on the connections' threads.
   using Answer = std::function<string(const string& body)>;
+  /// Gives a whole answer, as from `ComposeAnswer`, to a request's head (without the empty line) and body. An answer
+  /// that has no end yet leaves the connection open until the peer closes it. Runs on the connections' threads.
+  using WholeAnswer = std::function<string(const string& head, const string& body)>;
 
   /// Each answer leaves `thinkMs` milliseconds after its request came, with this status.
   StubServer(Answer answer, int thinkMs, int status = 200);
+  explicit StubServer(WholeAnswer answer);
   StubServer(const StubServer&) = delete;
   StubServer& operator=(const StubServer&) = delete;
   ~StubServer();
@@ -28,9 +32,7 @@ class StubServer {
   void accept();
   void serve(int socket);
 
-  const Answer mAnswer;
-  const int mThinkMs;
-  const string mStatusLine;
+  const WholeAnswer mAnswer;
   int mListener;
   int mPort;
   std::atomic<bool> mStop{false};
@@ -39,6 +41,9 @@ class StubServer {
   vector<std::thread> mThreads;
   std::thread mAcceptor;
 };
+
+/// An answer with a body of JSON; `headers` are further lines, each with its line end.
+string ComposeAnswer(int status, const string& body, const string& headers = {});
 
 /// The texts of the last list of strings in a JSON text without escapes: ids of `{"keys":[...]}`, or of a search.
 vector<string> ReadIds(const string& body);
