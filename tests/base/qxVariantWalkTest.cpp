@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <random>
+
 namespace qx {
 namespace {
 
@@ -37,6 +39,58 @@ qxVariant DeepMixture(int levels) {
     value = &value->editMap()["list"].editList().push_back(qxVariant());
   }
   return root;
+}
+
+/// Value for value, by the public interface alone.
+qxVariant CopyByHand(const qxVariant& from) {
+  qxVariant to;
+  if (from.getType() == qxVariant::VT_Map) {
+    to.setType(qxVariant::VT_Map);
+    for (const auto& [key, value] : from.getMap()) to.editMap()[key] = CopyByHand(value);
+  } else if (from.getType() == qxVariant::VT_List) {
+    to.setType(qxVariant::VT_List);
+    for (const qxVariant& element : from.getList()) to.editList().push_back(CopyByHand(element));
+  } else {
+    to = from;
+  }
+  return to;
+}
+
+/// A value of every kind, with up to four more below each map and list.
+qxVariant RandomValue(std::mt19937& random, int levels) {
+  const unsigned int kind = static_cast<unsigned int>(random() % (levels > 0 ? 8 : 6));
+  qxVariant value;
+  if (kind == 0) value = static_cast<int64>(random());
+  if (kind == 1) value = string(random() % 40, 'x');
+  if (kind == 2) value = random() % 2 == 0;
+  if (kind == 3) value = 0.5;
+  if (kind == 4) qxVariantAccess::SetNull(value);
+  if (kind == 5) qxVariantAccess::SetNumber(value, "1e400");
+  if (kind == 6) value.setType(qxVariant::VT_Map);
+  if (kind == 7) value.setType(qxVariant::VT_List);
+  for (unsigned int i = 0; kind >= 6 && i < random() % 5; ++i) {
+    const string key(random() % 20, static_cast<char>('a' + i));
+    (kind == 6 ? value.editMap()[key] : value.editList().push_back(qxVariant())) = RandomValue(random, levels - 1);
+  }
+  return value;
+}
+
+TEST(qxVariantWalk, ACopyIsWhatACopyByHandIs) {
+  std::mt19937 random(17);
+  for (int i = 0; i < 300; ++i) {
+    const qxVariant value = RandomValue(random, 6);
+    const qxVariant copy(value);
+    EXPECT_TRUE(copy == CopyByHand(value));
+    EXPECT_EQ(copy.toString(), CopyByHand(value).toString());
+  }
+}
+
+TEST(qxVariantWalk, ACopyIsNotChangedWithItsSource) {
+  qxVariant value = DeepMixture(3);
+  const qxVariant copy(value);
+  value.editMap()["list"].editList()[1].editMap()["before"] = "changed";
+  EXPECT_TRUE(copy == DeepMixture(3));
+  EXPECT_FALSE(copy == value);
 }
 
 TEST(qxVariantWalk, MapOfAMillionLevelsIsCopiedComparedAndDestroyed) {
@@ -109,6 +163,20 @@ TEST(qxVariantWalk, AbandonedCopyGivesEverythingBack) {
     EXPECT_THROW(qxVariant copy(value), std::bad_alloc);
   }
   EXPECT_EQ(test::CountLiveAllocations(), before);
+}
+
+TEST(qxVariantWalk, ACopyAfterAnAbandonedOneIsWhole) {
+  const qxVariant value = DeepMixture(5);
+  for (size_t allowed = 0;; ++allowed) {
+    const test::AllocationLimit limit(allowed);
+    try {
+      const qxVariant copy(value);
+      break;
+    } catch (const std::bad_alloc&) {
+    }
+  }
+  const qxVariant copy(value);
+  EXPECT_TRUE(copy == value);
 }
 
 }  // namespace

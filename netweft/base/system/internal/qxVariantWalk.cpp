@@ -6,6 +6,21 @@ namespace qx {
 
 using Teardown = qxVariantAccess::Teardown;
 
+namespace {
+
+/// The copier in whose hands a container's copy constructor is on this thread.
+thread_local qxVariantAccess::Copier* sCopier = nullptr;
+
+class CopierScope {
+ public:
+  explicit CopierScope(qxVariantAccess::Copier& copier) { sCopier = &copier; }
+  CopierScope(const CopierScope&) = delete;
+  CopierScope& operator=(const CopierScope&) = delete;
+  ~CopierScope() { sCopier = nullptr; }
+};
+
+}  // namespace
+
 void Teardown::MakeEmptyMap(qxVariant& absent) {
   absent.mPayload.map = std::make_unique<OwnedMap>().release();
   absent.mType = qxVariant::VT_Map;
@@ -56,6 +71,7 @@ void Teardown::drainList() noexcept {
 }
 
 void qxVariantAccess::Copier::Copy(qxVariant& absent, const qxVariant& from) {
+  if (sCopier != nullptr) return sCopier->copyValue(absent, from);
   Copier copier;
   copier.copyValue(absent, from);
   copier.finish();
@@ -63,13 +79,13 @@ void qxVariantAccess::Copier::Copy(qxVariant& absent, const qxVariant& from) {
 
 void qxVariantAccess::Copier::Copy(qxVariantMapImpl& empty, const qxVariantMapImpl& from) {
   Copier copier;
-  copier.copyMembers(empty.mTree, from.mTree);
+  copier.copyContainer(empty.mTree, from.mTree);
   copier.finish();
 }
 
 void qxVariantAccess::Copier::Copy(qxVariantListImpl& empty, const qxVariantListImpl& from) {
   Copier copier;
-  copier.copyElements(empty.mElements, from.mElements);
+  copier.copyContainer(empty.mElements, from.mElements);
   copier.finish();
 }
 
@@ -97,13 +113,11 @@ void qxVariantAccess::Copier::copyValue(qxVariant& absent, const qxVariant& from
   }
 }
 
-void qxVariantAccess::Copier::copyMembers(Tree& to, const Tree& from) {
-  for (const auto& [key, value] : from) copyValue(to.try_emplace(to.end(), key)->second, value);
-}
-
-void qxVariantAccess::Copier::copyElements(Elements& to, const Elements& from) {
-  to.reserve(from.size());
-  for (const qxVariant& element : from) copyValue(to.emplace_back(), element);
+template <class Container>
+void qxVariantAccess::Copier::copyContainer(Container& empty, const Container& from) {
+  const CopierScope scope(*this);
+  Container copy(from);
+  empty.swap(copy);
 }
 
 void qxVariantAccess::Copier::finish() {
@@ -111,12 +125,12 @@ void qxVariantAccess::Copier::finish() {
     if (!mMaps.empty()) {
       const auto [to, from] = mMaps.back();
       mMaps.pop_back();
-      copyMembers(*to, *from);
+      copyContainer(*to, *from);
     }
     if (!mLists.empty()) {
       const auto [to, from] = mLists.back();
       mLists.pop_back();
-      copyElements(*to, *from);
+      copyContainer(*to, *from);
     }
   }
 }

@@ -32,6 +32,10 @@ struct qxVariantAccess::Teardown {
 };
 
 /// Copies into empty containers or absent variants. Running out of memory leaves the target a valid partial copy.
+///
+/// A tree or vector is copied by its own copy constructor, which knows the shape and compares no keys. The copies of
+/// its variants come back here, to the copier that is at work on this thread, and containers among them wait for their
+/// turn.
 class qxVariantAccess::Copier {
  public:
   static void Copy(qxVariant& absent, const qxVariant& from);
@@ -40,8 +44,8 @@ class qxVariantAccess::Copier {
 
  private:
   void copyValue(qxVariant& absent, const qxVariant& from);
-  void copyMembers(Tree& to, const Tree& from);
-  void copyElements(Elements& to, const Elements& from);
+  template <class Container>
+  void copyContainer(Container& empty, const Container& from);
   void finish();
 
   vector<pair<Tree*, const Tree*>> mMaps;
