@@ -165,6 +165,8 @@ TEST_F(CouchToEsRiverManagerTest, RemovingWaitsForTheWorkerInMidBatch) {
   });
   // The feed is ended, and the Worker still stands in the host's code.
   EXPECT_TRUE(mCouch.getScript().waitForClosedConnections(closed + 1));
+  // The pass that ended it cancels the Worker in the same hold of the lock: this call waits for its end.
+  EXPECT_FALSE(mRiver->getIndexInfo("things", nullptr, nullptr, nullptr));
   EXPECT_FALSE(done);
   filter.release();
   removal.join();
