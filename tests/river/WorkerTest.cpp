@@ -346,4 +346,36 @@ TEST_F(WorkerTest, BatchesOfADatabaseKeepTheirOrderOverTwoWorkers) {
   EXPECT_TRUE(untilAt("things", 2));
 }
 
+TEST_F(WorkerTest, ABatchGoesToAWorkerThatHasItsTransports) {
+  mParameters.workerCount = 6;
+  start();
+  open("a", "things");
+  set<uint64> connections;
+  for (uint64 seq = 1; seq <= 12; ++seq) {
+    mCouch.put("a", "doc" + std::to_string(seq));
+    ASSERT_TRUE(untilAt("things", seq));
+    connections.insert(mEs.getLast(sBulk).connection);
+  }
+  // The first one may not have lain down when the next batch comes.
+  EXPECT_LE(connections.size(), 2u);
+}
+
+TEST_F(WorkerTest, ASecondDatabaseIsServedWhileTheFirstIsFetched) {
+  mParameters.workerCount = 2;
+  start();
+  for (const char* db : {"a", "b"}) open(db, db);
+  mCouch.put("a", "early");
+  ASSERT_TRUE(untilAt("a", 1));
+  const Gate first = mCouch.hold("GET /a/late");
+  const Gate second = mCouch.hold("GET /b/late");
+  holdControl();
+  mCouch.put("a", "late");
+  mCouch.put("b", "late");
+  letControlGo();
+  EXPECT_TRUE(first.waitForArrivals(1));
+  EXPECT_TRUE(second.waitForArrivals(1));
+  first.open();
+  second.open();
+}
+
 }  // namespace qx::couch::test

@@ -28,6 +28,8 @@ struct NETWEFT_HIDDEN CouchToEsRiverManager::State {
   map<string, DbEntry> databases NETWEFT_GUARDED_BY(mutex);
   bool closing NETWEFT_GUARDED_BY(mutex) = false;
   uint64 lastEpoch NETWEFT_GUARDED_BY(mutex) = 0;
+  /// Workers that wait for a batch and have transports and buffers from the last one.
+  int32 idleWithBundle NETWEFT_GUARDED_BY(mutex) = 0;
 
   /// The manager is being closed, for good. Raised before the lock is asked for, through `StoreFlag`: it ends the
   /// control thread's transfer in hand, and no Worker takes a batch any more.

@@ -78,9 +78,11 @@ bool CouchToEsRiverManager::Worker::takeBatch(RiverBatch& batch) {
     if (mStopFlag) return false;
     StoreFlag(mCancelFlag, false);
     DbEntry* entry = ReadFlag(mState.closeAsked) ? nullptr : ChooseEntry(mState.databases);
-    if (entry == nullptr) {
+    if (entry == nullptr || leavesBatch()) {
       waitForWork();
     } else if (takeBatchFrom(*entry, batch)) {
+      // Those that left this batch may have left another one beside it.
+      if (ChooseEntry(mState.databases) != nullptr) mState.condition.wakeAll();
       return true;
     }
   }
@@ -101,9 +103,15 @@ bool CouchToEsRiverManager::Worker::takeBatchFrom(DbEntry& entry, RiverBatch& ba
   return true;
 }
 
+// Whatever makes a batch takeable wakes all Workers, so the one that it is left to comes for it.
+bool CouchToEsRiverManager::Worker::leavesBatch() const { return mBundle == nullptr && mState.idleWithBundle > 0; }
+
 void CouchToEsRiverManager::Worker::waitForWork() {
   if (mBundle != nullptr && mBundle->age.isElapsedSec(sBundleLifeSec)) mBundle.reset();
+  const int32 counted = mBundle != nullptr ? 1 : 0;
+  mState.idleWithBundle += counted;
   mState.condition.wait(&mState.mutex, mBundle != nullptr ? sBundleWaitMs : qxWaitCondition::sNoLimit);
+  mState.idleWithBundle -= counted;
 }
 
 void CouchToEsRiverManager::Worker::serve(RiverBatch& batch) {

@@ -40,6 +40,9 @@ class NETWEFT_HIDDEN CouchToEsRiverManager::Worker final : public qxThread {
   /// False when the Worker is to end.
   bool takeBatch(RiverBatch& batch);
   bool takeBatchFrom(DbEntry& entry, RiverBatch& batch) NETWEFT_REQUIRES(mState.mutex);
+  /// True when a batch is better left to a Worker that waits beside this one: its connections are open, and its buffers
+  /// have their size. So two Workers serve a database, and not each in turn, whose buffers would add up.
+  bool leavesBatch() const NETWEFT_REQUIRES(mState.mutex);
   void waitForWork() NETWEFT_REQUIRES(mState.mutex);
   void serve(RiverBatch& batch);
 
