@@ -74,9 +74,13 @@ std::atomic<bool> sIsLedgerOpen{false};
 constinit WordSet sPlaces;
 constinit WordSet sBlocks;
 
-/// The way to the one that has failed.
-std::array<void*, 64> sFailed{};
-std::atomic<int> sFailedCount{0};
+/// Where one has failed: of a row, threads may come to it at the same time.
+struct Place {
+  std::mutex mutex;
+  std::array<void*, 64> frames{};
+  int count = 0;
+};
+constinit Place sFailed;
 
 /// Of the innermost frames: enough to tell ways through the library apart, few enough that a deeper loop is no new one.
 std::uintptr_t HashStack() noexcept {
@@ -111,13 +115,13 @@ void Arm(Mode mode) {
   std::array<void*, 1> frame{};
   backtrace(frame.data(), 1);  // loads what it needs at its first call
   sHit = false;
-  sFailedCount = 0;
   sMode = mode;
 }
 
 void KeepPlace() noexcept {
   const FaultExemption own;
-  sFailedCount = backtrace(sFailed.data(), static_cast<int>(sFailed.size()));
+  const std::lock_guard lock(sFailed.mutex);
+  sFailed.count = backtrace(sFailed.frames.data(), static_cast<int>(sFailed.frames.size()));
 }
 
 }  // namespace
@@ -139,7 +143,10 @@ void AllocationFault::disarm() { sMode = M_Off; }
 
 bool AllocationFault::wasHit() const { return sHit; }
 
-void AllocationFault::printPlace() const { backtrace_symbols_fd(sFailed.data(), sFailedCount, STDERR_FILENO); }
+void AllocationFault::printPlace() const {
+  const std::lock_guard lock(sFailed.mutex);
+  backtrace_symbols_fd(sFailed.frames.data(), sFailed.count, STDERR_FILENO);
+}
 
 bool TakeAllocationFault() noexcept {
   const Mode mode = sMode.load(std::memory_order_relaxed);

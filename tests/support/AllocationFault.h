@@ -27,7 +27,7 @@ class AllocationFault {
   void disarm();
   /// True when one has failed.
   bool wasHit() const;
-  /// To stderr, for addr2line: the stack of the allocation that has failed, the last one of a row.
+  /// When it was hit. To stderr, for addr2line: the stack of the allocation that has failed, the last one of a row.
   void printPlace() const;
 };
 

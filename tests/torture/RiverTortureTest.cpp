@@ -109,7 +109,7 @@ TEST_F(RiverTortureTest, WhateverFailsTheIndexGetsEachChange) {
   size_t quiet = 0;
   while (quiet < 3) {
     const string id = put(kDatabase);
-    AllocationFault fault(AllocationFault::NewPlaces{IsTortureWhole() ? 1u : 4u});
+    AllocationFault fault(AllocationFault::NewPlaces{IsTortureWhole() ? 1u : 2u});
     const FaultExemption own;
     const bool isThere = untilThere(kIndex, id);
     fault.disarm();
