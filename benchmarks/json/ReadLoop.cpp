@@ -1,6 +1,6 @@
 // Reads one text again and again into a tree that is freed: ours, or RapidJSON's own document. scripts/bench counts
 // the instructions of both. Prints the bytes that were read.
-//   read_loop ours|rapid typical|large COUNT
+//   read_loop ours|rapid DOCUMENT COUNT
 #include "Documents.h"
 
 #include "netweft/base/json/Json2Variant.h"
@@ -26,7 +26,7 @@ bool ReadRapid(const std::string& text) {
 int main(int argc, char** argv) {
   if (argc != 4) return 2;
   const auto read = std::string(argv[1]) == "ours" ? ReadOurs : ReadRapid;
-  const std::string& text = std::string(argv[2]) == "typical" ? documents::Typical() : documents::Large();
+  const std::string& text = documents::Get(argv[2]);
   const unsigned long count = std::stoul(argv[3]);
   for (unsigned long i = 0; i < count; ++i) {
     if (!read(text)) return 1;

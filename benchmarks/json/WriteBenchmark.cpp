@@ -9,67 +9,81 @@
 #include <rapidjson/writer.h>
 #include <nlohmann/json.hpp>
 
+#include <functional>
+#include <utility>
+
 /// A tree to JSON text: ours from variants, the others' from their own trees.
 namespace {
 
-void CountBytes(benchmark::State& state) {
-  const auto size = static_cast<int64_t>(documents::Typical().size());
-  state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * size);
+void CountBytes(benchmark::State& state, const std::string& text) {
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(text.size()));
 }
 
-void WriteOurs(benchmark::State& state) {
+qx::qxVariantMapImpl Read(const std::string& text) {
   qx::qxVariantMapImpl map;
-  qx::json::Json2Variant::Convert(documents::Typical().data(), documents::Typical().size(), map);
+  qx::json::Json2Variant::Convert(text.data(), text.size(), map);
+  return map;
+}
+
+void WriteOurs(benchmark::State& state, const std::string& source) {
+  const qx::qxVariantMapImpl map = Read(source);
   std::string text;
   for (auto _ : state) benchmark::DoNotOptimize(qx::json::Json2Variant::Convert(map, text, false));
-  CountBytes(state);
+  CountBytes(state, source);
 }
-BENCHMARK(WriteOurs);
 
-void WriteRapid(benchmark::State& state) {
+void WriteRapid(benchmark::State& state, const std::string& source) {
   rapidjson::Document document;
-  document.Parse(documents::Typical().data(), documents::Typical().size());
+  document.Parse(source.data(), source.size());
   for (auto _ : state) {
     rapidjson::StringBuffer buffer;
     rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
     benchmark::DoNotOptimize(document.Accept(writer));
   }
-  CountBytes(state);
+  CountBytes(state, source);
 }
-BENCHMARK(WriteRapid);
 
-void WriteNlohmann(benchmark::State& state) {
-  const nlohmann::json document = nlohmann::json::parse(documents::Typical());
+void WriteNlohmann(benchmark::State& state, const std::string& source) {
+  const nlohmann::json document = nlohmann::json::parse(source);
   for (auto _ : state) benchmark::DoNotOptimize(document.dump());
-  CountBytes(state);
+  CountBytes(state, source);
 }
-BENCHMARK(WriteNlohmann);
 
-void CopyOurs(benchmark::State& state) {
-  qx::qxVariantMapImpl map;
-  qx::json::Json2Variant::Convert(documents::Typical().data(), documents::Typical().size(), map);
+void CopyOurs(benchmark::State& state, const std::string& source) {
+  const qx::qxVariantMapImpl map = Read(source);
   for (auto _ : state) {
     const qx::qxVariantMapImpl copy(map);
     benchmark::DoNotOptimize(copy.size());
   }
-  CountBytes(state);
+  CountBytes(state, source);
 }
-BENCHMARK(CopyOurs);
 
-void CopyNlohmann(benchmark::State& state) {
-  const nlohmann::json tree = nlohmann::json::parse(documents::Typical());
+void CopyNlohmann(benchmark::State& state, const std::string& source) {
+  const nlohmann::json tree = nlohmann::json::parse(source);
   for (auto _ : state) {
     const nlohmann::json copy(tree);
     benchmark::DoNotOptimize(copy.size());
   }
-  CountBytes(state);
+  CountBytes(state, source);
 }
-BENCHMARK(CopyNlohmann);
 
-void EscapedSize(benchmark::State& state) {
-  for (auto _ : state) benchmark::DoNotOptimize(qx::json::JsonStreamer::ConvertToJsonStringSize(documents::Typical()));
-  CountBytes(state);
+void EscapedSize(benchmark::State& state, const std::string& source) {
+  for (auto _ : state) benchmark::DoNotOptimize(qx::json::JsonStreamer::ConvertToJsonStringSize(source));
+  CountBytes(state, source);
 }
-BENCHMARK(EscapedSize);
+
+constexpr std::pair<const char*, void (*)(benchmark::State&, const std::string&)> sBenchmarks[] = {
+    {"WriteOurs", WriteOurs}, {"WriteRapid", WriteRapid},     {"WriteNlohmann", WriteNlohmann},
+    {"CopyOurs", CopyOurs},   {"CopyNlohmann", CopyNlohmann}, {"EscapedSize", EscapedSize},
+};
+
+const bool sRegistered = [] {
+  for (const auto& [name, text] : documents::All()) {
+    for (const auto& [what, run] : sBenchmarks) {
+      benchmark::RegisterBenchmark((std::string(what) + "/" + name).c_str(), run, std::cref(text));
+    }
+  }
+  return true;
+}();
 
 }  // namespace
