@@ -48,6 +48,11 @@ constexpr int32 sDepthHits = 2;
 constexpr int32 sDepthHit = 3;
 constexpr int32 sDepthSource = 4;
 
+/// Text of JSON that stands for itself, as nearly every id does.
+bool IsPlainAscii(std::string_view text) {
+  return std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~' && c != '\\'; });
+}
+
 /// As C's `atoi`, held inside the range of an int.
 int32 ToHitCount(const string& text) {
   const long long value = std::strtoll(text.c_str(), nullptr, 10);
@@ -162,17 +167,15 @@ void SearchResultParserInterface::followHitList() {
 }
 
 void SearchResultParserInterface::takeString(const char* here) {
-  flushCapture(here);
-  mTokenizer->copyString(mToken);
-  bool taken = false;
+  if (mTokenizer->curlyDepth != sDepthSource) flushCapture(here);  // within a document no capture begins or ends
+  const std::string_view token = mTokenizer->viewString(mToken);
   switch (mTokenizer->curlyDepth) {
     case sDepthReply:
-    case sDepthHits: taken = takeOuterString(); break;
-    case sDepthHit: taken = takeHitString(); break;
-    case sDepthSource: taken = takeSourceString(); break;
+    case sDepthHits: takeOuterString(token); break;
+    case sDepthHit: takeHitString(token); break;
+    case sDepthSource: takeSourceString(token); break;
     default: break;
   }
-  if (taken) mToken.clear();
 }
 
 // By its size, so that what stands in hits and documents, and may be large, is not copied a second time.
@@ -185,72 +188,64 @@ bool SearchResultParserInterface::isStringWanted() const {
   }
 }
 
-bool SearchResultParserInterface::takeOuterString() {
+void SearchResultParserInterface::takeOuterString(std::string_view token) {
   const bool inList = mTokenizer->squareDepth != 0;
   const bool inReply = mTokenizer->curlyDepth == sDepthReply;
   if (mNextIs == sScrollId) {
-    mScrollId = mToken;
+    mScrollId = token;
     mNextIs = sNothing;
-  } else if (mToken == "hits") {
+  } else if (token == "hits") {
     ++mHitTag;
-  } else if (!inReply && !inList && mHitTag == sInHitsObject && mToken == "total") {
+  } else if (!inReply && !inList && mHitTag == sInHitsObject && token == "total") {
     mCaptureNumber = true;
-  } else if (inReply && !inList && mToken == "_scroll_id") {
+  } else if (inReply && !inList && token == "_scroll_id") {
     mNextIs = sScrollId;
-  } else if (inReply && !inList && mToken == "error") {
+  } else if (inReply && !inList && token == "error") {
     mErrorFlag = true;
     mInSource = true;
-  } else {
-    return false;
   }
-  return true;
 }
 
-bool SearchResultParserInterface::takeHitString() {
-  if (mTokenizer->squareDepth != 1 || mHitTag != sInHitsArray) return false;
+void SearchResultParserInterface::takeHitString(std::string_view token) {
+  if (mTokenizer->squareDepth != 1 || mHitTag != sInHitsArray) return;
   if (mNextIs == sHitId) {
-    takeId();
+    takeId(token);
     mNextIs = sNothing;
-  } else if (mToken == sSourceKey) {
+  } else if (token == sSourceKey) {
     mInSource = true;
-  } else if (mToken == sIdKey) {
+  } else if (token == sIdKey) {
     mNextIs = sHitId;
-  } else if (mToken == sScoreKey) {
+  } else if (token == sScoreKey) {
     mCaptureNumber = true;
-  } else if (mToken == sHighlightKey) {
+  } else if (token == sHighlightKey) {
     mInHighlight = true;
-  } else {
-    return false;
   }
-  return true;
 }
 
-bool SearchResultParserInterface::takeSourceString() {
+void SearchResultParserInterface::takeSourceString(std::string_view token) {
   if (mNextIs == sType) {
-    mType = mToken;
+    mType = token;
     mNextIs = sNothing;
-  } else if (mToken == sTypeKey) {
+  } else if (token == sTypeKey) {
     mNextIs = sType;
     mType.clear();
-  } else {
-    return false;
   }
-  return true;
 }
 
-void SearchResultParserInterface::takeId() {
-  mUnescapeBuffer.resize(mToken.size());
-  if (!mToken.empty()) {
-    char* begin = mUnescapeBuffer.data();
-    const char* token = mToken.data();
-    const char* end = json_to_utf8(token, token + mToken.size(), begin, begin + mUnescapeBuffer.size(), nullptr);
-    mUnescapeBuffer.resize(end == nullptr ? 0 : static_cast<size_t>(end - begin));
-    if (end == nullptr) {
-      mSource = "json to utf8 conversion error";
-      mErrorFlag = true;
-    }
+void SearchResultParserInterface::takeId(std::string_view token) {
+  if (IsPlainAscii(token)) {
+    mId = token;
+    return;
   }
-  mId.assign(mUnescapeBuffer.begin(), mUnescapeBuffer.end());
+  mUnescapeBuffer.resize(token.size());
+  char* const begin = mUnescapeBuffer.data();
+  const char* const end =
+      json_to_utf8(token.data(), token.data() + token.size(), begin, begin + mUnescapeBuffer.size(), nullptr);
+  if (end == nullptr) {
+    mSource = "json to utf8 conversion error";
+    mErrorFlag = true;
+  }
+  mId.assign(begin, end == nullptr ? 0 : static_cast<size_t>(end - begin));
 }
 
 bool SearchResultParserInterface::finish(string* error) {

@@ -3,6 +3,8 @@
 #include "netweft/base/system/NetweftExport.h"
 #include "netweft/base/system/qxTypes.h"
 
+#include <string_view>
+
 namespace qx::elasticsearch {
 
 struct JsonTokenizerState;
@@ -67,15 +69,15 @@ class NETWEFT_EXPORT SearchResultParserInterface {
   void followHitList();
   void takeString(const char* here);
   bool isStringWanted() const;
-  bool takeOuterString();
-  bool takeHitString();
-  bool takeSourceString();
-  void takeId();
+  void takeOuterString(std::string_view token);
+  void takeHitString(std::string_view token);
+  void takeSourceString(std::string_view token);
+  void takeId(std::string_view token);
 
   const char* mCaptureStart = nullptr;        ///< in the chunk: what follows is captured and not appended yet
   unique_ptr<JsonTokenizerState> mTokenizer;  ///< survives from chunk to chunk
   string mNumberText;                         ///< digits being collected
-  string mToken;                              ///< the last finished string
+  string mToken;                              ///< the last finished string, if it came in several chunks
   string mSource;                             ///< raw `_source` of the hit at hand; also the error text
   string mHighlight;                          ///< raw `highlight` of the hit at hand
   string mId;                                 ///< id of the hit at hand, unescaped

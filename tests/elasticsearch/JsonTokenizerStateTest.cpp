@@ -42,7 +42,7 @@ struct Walk {
     state.beginChunk(chunk.data());
     for (const char& byte : chunk) {
       state.consume(&byte);
-      if (state.stringDone) state.copyString(strings.emplace_back());
+      if (string joined; state.stringDone) strings.emplace_back(state.viewString(joined));
       if (state.valueDone) values.push_back(state.valueCarry + string(state.valueStart, state.valueEnd));
     }
     state.endChunk(sWhole);
@@ -215,6 +215,16 @@ TEST(JsonTokenizerState, WhatIsNestedAtOnceHasTheDepthsOfByteByByte) {
   EXPECT_EQ(state.curlyDepth, 4);
   EXPECT_EQ(state.squareDepth, 3);
   EXPECT_FALSE(state.inValue);
+}
+
+TEST(JsonTokenizerState, AStringOfOneChunkIsNotCopied) {
+  const string text = R"("whole")";
+  JsonTokenizerState state;
+  state.beginChunk(text.data());
+  for (const char& byte : text) state.consume(&byte);
+  string joined = "untouched";
+  EXPECT_EQ(state.viewString(joined).data(), text.data() + 1);
+  EXPECT_EQ(joined, "untouched");
 }
 
 TEST(JsonTokenizerState, OfALongStringNoMoreIsKeptThanTellsItsSize) {

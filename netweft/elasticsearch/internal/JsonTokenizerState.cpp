@@ -18,17 +18,12 @@ void JsonTokenizerState::endChunk(size_t keptSize) {
   valueEnd = nullptr;
 }
 
-size_t JsonTokenizerState::getStringSize() const {
-  return stringCarry.size() + static_cast<size_t>(stringEnd - stringStart);
-}
-
-void JsonTokenizerState::copyString(string& out) const {
-  if (stringCarry.empty()) {
-    out.assign(stringStart, stringEnd);
-  } else {
-    out = stringCarry;
-    out.append(stringStart, stringEnd);
-  }
+std::string_view JsonTokenizerState::viewString(string& joined) const {
+  const std::string_view here(stringStart, static_cast<size_t>(stringEnd - stringStart));
+  if (stringCarry.empty()) return here;
+  joined = stringCarry;
+  joined += here;
+  return joined;
 }
 
 }  // namespace qx::elasticsearch

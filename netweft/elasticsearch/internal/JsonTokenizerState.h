@@ -3,6 +3,8 @@
 #include "netweft/base/json/internal/JsonScan.h"
 #include "netweft/base/system/qxTypes.h"
 
+#include <string_view>
+
 namespace qx::elasticsearch {
 
 /// Follows JSON text byte by byte, over chunks of any size: how deep it is nested, where strings and values begin and
@@ -45,8 +47,9 @@ struct JsonTokenizerState {
 
   /// The length in bytes of the string that `consume` has just ended, still escaped.
   size_t getStringSize() const;
-  /// The text of the string that `consume` has just ended, still escaped, into `out`.
-  void copyString(string& out) const;
+  /// The text of the string that `consume` has just ended, still escaped: where it stands in the chunk, or in `joined`,
+  /// which is replaced, if it began in an earlier one.
+  std::string_view viewString(string& joined) const;
 
   bool hasEntered() const { return curlyDepth > prevCurlyDepth; }
   bool hasLeft() const { return curlyDepth < prevCurlyDepth; }
@@ -132,6 +135,10 @@ inline void JsonTokenizerState::consume(const char* here) {
   if (!inString) trackDepth(*here);
   trackValue(here);
   trackString(here);
+}
+
+inline size_t JsonTokenizerState::getStringSize() const {
+  return stringCarry.size() + static_cast<size_t>(stringEnd - stringStart);
 }
 
 inline void JsonTokenizerState::trackDepth(char c) {
