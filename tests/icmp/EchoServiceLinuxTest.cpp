@@ -458,8 +458,12 @@ TEST_P(EchoServiceLinuxTest, TheUnspecifiedAddressIsThisMachine) {
 
 TEST_P(EchoServiceLinuxTest, WithoutStampsTheSteadyClockMeasures) {
   const StampFault fault(StampFault::Kind::Missing);
-  EXPECT_GE(measureDelayOf(40), 40U);
-  EXPECT_GE(fault.countTouched(), 1);
+  // The kernel may need a moment before it stamps; until then nothing is taken away.
+  for (int attempt = 0; fault.countTouched() == 0; ++attempt) {
+    ASSERT_LT(attempt, 100) << "the kernel stamps nothing";
+    EXPECT_GE(measureDelayOf(40), 40U);
+    router.reset();
+  }
 }
 
 TEST_P(EchoServiceLinuxTest, ASystemClockPutForwardMeanwhileDoesNotCount) {
