@@ -17,7 +17,9 @@ bool IsDone(const string& reply, const bool* cancelFlag) {
 
 bool DeniesErrors(const string& reply) {
   qxVariantMapImpl map;
-  return ReadJson(reply, map) && map.contains("errors") && !map.getValue("errors", true).toBool();
+  if (!ReadJson(reply, map) || !map.contains("errors")) return false;
+  const qxVariant& errors = map["errors"];
+  return errors.getType() == qxVariant::VT_Bool && !errors.toBool();
 }
 
 void Check(std::string_view bytes) {
@@ -26,7 +28,7 @@ void Check(std::string_view bytes) {
   const bool isDone = IsDone(reply, nullptr);
   Require(!isDone || DeniesErrors(reply), "only what denies errors is done");
   Require(IsDone(reply, &raised) == isDone, "a cancel makes nothing done");
-  Require(!IsDone(reply.substr(0, reply.rfind('}') / 2), nullptr), "half a reply is not done");
+  Require(!isDone || !IsDone(reply.substr(0, reply.rfind('}') / 2), nullptr), "half a reply is not done");
 }
 
 const Target sTarget("bulk_reply", Check);

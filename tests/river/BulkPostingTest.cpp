@@ -67,7 +67,9 @@ TEST_P(UnusableReplyTest, FailsTheBatchWithALine) {
 
 INSTANTIATE_TEST_SUITE_P(Shapes, UnusableReplyTest,
                          testing::Values("", "{", "[]", "{}", R"({"errors":true})", R"({"errors":true,"items":[]})",
-                                         R"({"errors":true,"items":{}})"));
+                                         R"({"errors":true,"items":{}})", R"({"errors":"upstream gave up"})",
+                                         R"({"errors":"false"})", R"({"errors":""})", R"({"errors":0})",
+                                         R"({"errors":null})", R"({"errors":[]})", R"({"errors":{}})"));
 
 TEST(JudgeBulkReplyTest, ARaisedFlagEndsTheWalkSilently) {
   LogCapture log;

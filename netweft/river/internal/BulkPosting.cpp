@@ -12,6 +12,13 @@ using http::HttpHelpers;
 
 namespace {
 
+/// Only the server's own `false` denies errors. A gateway may answer in its place, with a text or a number under this
+/// name, and has indexed nothing.
+bool DeniesErrors(const qxVariantMapImpl& reply) {
+  const auto errors = reply.find("errors");
+  return errors != reply.end() && errors->second.getType() == qxVariant::VT_Bool && !errors->second.toBool();
+}
+
 bool IsAccepted(const qxVariantMapImpl& outcome) {
   // A delete of a document that the index never had is answered with 404.
   const int64 status = outcome.getInteger("status", 0);
@@ -65,8 +72,7 @@ StepResult PostBulk(http::HttpConnection& connection, const elasticsearch::ESCon
 StepResult JudgeBulkReply(const string& reply, const bool* cancelFlag) {
   qxVariantMapImpl parsed;
   if (!json::Json2Variant::Convert(reply.data(), reply.size(), parsed)) parsed.clear();
-  const auto errors = parsed.find("errors");
-  if (errors != parsed.end() && !errors->second.toBool()) return StepResult::Done;
+  if (DeniesErrors(parsed)) return StepResult::Done;
 
   const auto items = parsed.find("items");
   const qxVariantListImpl& list = items == parsed.end() ? qxVariant().getList() : items->second.getList();

@@ -22,7 +22,7 @@ enum class StepResult {
 StepResult PostBulk(http::HttpConnection& connection, const elasticsearch::ESConnectionParameters& es,
                     const string& indexName, const bytes& body, uint64 reservedBytes, const bool* cancelFlag);
 
-/// Judges a bulk reply of status 200.
+/// Judges a bulk reply of status 200. Only an object whose "errors" is `false` is done.
 StepResult JudgeBulkReply(const string& reply, const bool* cancelFlag);
 
 }  // namespace qx::couch
