@@ -1,5 +1,6 @@
 #include "netweft/base/json/internal/JsonNumber.h"
 
+#include "netweft/base/json/internal/JsonOutput.h"
 #include "netweft/base/system/internal/qxVariantAccess.h"
 #include "tests/base/JsonSupport.h"
 
@@ -18,13 +19,9 @@ constexpr int64 sSmallest = std::numeric_limits<int64>::min();
 
 string IntegerText(int64 value) {
   string text;
-  AppendJsonInteger(value, text);
-  return text;
-}
-
-string DoubleText(double value) {
-  string text;
-  AppendJsonDouble(value, text);
+  JsonOutput out(text);
+  out.putInteger(value);
+  out.flush();
   return text;
 }
 
@@ -125,19 +122,19 @@ TEST(JsonNumber, IntegersAreWrittenInDecimal) {
 }
 
 TEST(JsonNumber, DoublesAreWrittenInTheirShortestForm) {
-  EXPECT_EQ(DoubleText(0.0), "0");
-  EXPECT_EQ(DoubleText(-0.0), "-0");
-  EXPECT_EQ(DoubleText(0.1), "0.1");
-  EXPECT_EQ(DoubleText(0.1 + 0.2), "0.30000000000000004");
-  EXPECT_EQ(DoubleText(1234.5), "1234.5");
-  EXPECT_EQ(DoubleText(1e300), "1e+300");
-  EXPECT_EQ(DoubleText(-2.5e-7), "-2.5e-07");
+  EXPECT_EQ(JsonDoubleText(0.0), "0");
+  EXPECT_EQ(JsonDoubleText(-0.0), "-0");
+  EXPECT_EQ(JsonDoubleText(0.1), "0.1");
+  EXPECT_EQ(JsonDoubleText(0.1 + 0.2), "0.30000000000000004");
+  EXPECT_EQ(JsonDoubleText(1234.5), "1234.5");
+  EXPECT_EQ(JsonDoubleText(1e300), "1e+300");
+  EXPECT_EQ(JsonDoubleText(-2.5e-7), "-2.5e-07");
 }
 
 TEST(JsonNumber, DoublesThatAreNotFiniteAreNull) {
-  EXPECT_EQ(DoubleText(std::numeric_limits<double>::infinity()), "null");
-  EXPECT_EQ(DoubleText(-std::numeric_limits<double>::infinity()), "null");
-  EXPECT_EQ(DoubleText(std::numeric_limits<double>::quiet_NaN()), "null");
+  EXPECT_EQ(JsonDoubleText(std::numeric_limits<double>::infinity()), "null");
+  EXPECT_EQ(JsonDoubleText(-std::numeric_limits<double>::infinity()), "null");
+  EXPECT_EQ(JsonDoubleText(std::numeric_limits<double>::quiet_NaN()), "null");
 }
 
 TEST(JsonNumber, AnyDoubleReadsBackAsItself) {
@@ -147,7 +144,7 @@ TEST(JsonNumber, AnyDoubleReadsBackAsItself) {
     double value;
     std::memcpy(&value, &bits, sizeof value);
     if (!std::isfinite(value)) continue;
-    const string text = DoubleText(value);
+    const string text = JsonDoubleText(value);
     ASSERT_TRUE(ReadElement(text)) << text;
     EXPECT_EQ(*ReadElement(text), qxVariant(value)) << text;
   }

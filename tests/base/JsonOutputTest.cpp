@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <limits>
+
 namespace qx::json {
 namespace {
 
@@ -12,7 +14,6 @@ TEST(JsonOutput, ToAStringAppends) {
   JsonOutput out(text);
   out.put('[');
   out.put("1]");
-  out.relieve();
   EXPECT_TRUE(out.flush());
   EXPECT_EQ(text, "before [1]");
 }
@@ -21,7 +22,6 @@ TEST(JsonOutput, ToADeviceIsGatheredIntoOnePiece) {
   JsonDevice device;
   JsonOutput out(&device);
   out.put("ab");
-  out.relieve();
   out.put('c');
   EXPECT_EQ(device.text, "");
   EXPECT_TRUE(out.flush());
@@ -29,17 +29,45 @@ TEST(JsonOutput, ToADeviceIsGatheredIntoOnePiece) {
   EXPECT_EQ(device.writes, 1);
 }
 
-TEST(JsonOutput, ALargeBufferIsHandedOverEarly) {
+TEST(JsonOutput, AFullBufferIsHandedOverEarly) {
   JsonDevice device;
   JsonOutput out(&device);
-  for (int i = 0; i < 100; ++i) {
-    out.put(string(1000, 'x'));
-    out.relieve();
-  }
+  for (int i = 0; i < 100; ++i) out.put(string(1000, 'x'));
   EXPECT_GT(device.writes, 3);
   EXPECT_LT(device.writes, 10);
   EXPECT_TRUE(out.flush());
   EXPECT_EQ(device.text, string(100'000, 'x'));
+}
+
+TEST(JsonOutput, ALargeTextComesBehindWhatStoodInTheBuffer) {
+  JsonDevice device;
+  JsonOutput out(&device);
+  out.put("before ");
+  out.put(string(100'000, 'x'));
+  out.put(" behind");
+  EXPECT_TRUE(out.flush());
+  EXPECT_EQ(device.text, "before " + string(100'000, 'x') + " behind");
+  EXPECT_EQ(device.writes, 3);
+}
+
+/// Each kind of piece, at each distance from the end of the buffer that it could have.
+TEST(JsonOutput, APieceIsWholeWhereverTheBufferEnds) {
+  constexpr int64 smallest = std::numeric_limits<int64>::min();
+  for (size_t before = 16 * 1024 - 24; before <= 16 * 1024; ++before) {
+    const auto write = [&](auto put) {
+      string text;
+      JsonOutput out(text);
+      for (size_t i = 0; i < before; ++i) out.put('x');
+      put(out);
+      EXPECT_TRUE(out.flush());
+      EXPECT_EQ(text.substr(0, before), string(before, 'x'));
+      return text.substr(before);
+    };
+    EXPECT_EQ(write([](JsonOutput& out) { out.put('c'); }), "c");
+    EXPECT_EQ(write([](JsonOutput& out) { out.put("a text of 21 bytes..."); }), "a text of 21 bytes...");
+    EXPECT_EQ(write([](JsonOutput& out) { out.putInteger(smallest); }), "-9223372036854775808");
+    EXPECT_EQ(write([](JsonOutput& out) { out.putBlanks(9); }), string(9, ' '));
+  }
 }
 
 TEST(JsonOutput, NothingToHandOverIsNotWritten) {

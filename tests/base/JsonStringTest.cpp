@@ -1,5 +1,6 @@
 #include "netweft/base/json/internal/JsonString.h"
 
+#include "netweft/base/json/internal/JsonOutput.h"
 #include "tests/base/JsonSupport.h"
 
 #include <gtest/gtest.h>
@@ -18,6 +19,11 @@ string Escaped(std::string_view text) {
   string escaped;
   AppendJsonString(text, escaped);
   EXPECT_EQ(JsonStringSize(text), escaped.size());
+  string put;
+  JsonOutput out(put);
+  PutJsonString(text, out);
+  out.flush();
+  EXPECT_EQ(put, escaped);
   return escaped;
 }
 

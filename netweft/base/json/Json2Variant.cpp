@@ -39,6 +39,7 @@ bool WriteString(const Container& container, string& out, bool pretty) {
   string text;
   JsonOutput output(text);
   JsonWriter(output, pretty).write(container);
+  output.flush();
   out = std::move(text);
   return true;
 }

@@ -28,7 +28,6 @@ struct NETWEFT_HIDDEN JsonStreamer::State {
     if (!empty) breakLine();
     out.put(bracket);
     empty = false;
-    out.relieve();
   }
 
   void separate() {
@@ -41,14 +40,13 @@ struct NETWEFT_HIDDEN JsonStreamer::State {
     if (!pretty) return;
     const size_t depth = place == Place::Outside ? 0 : inArray() ? 2 : 1;
     out.put('\n');
-    out.text().append(2 * depth, ' ');
+    out.putBlanks(2 * depth);
   }
 
   void putString(const string& text) {
     out.put('"');
-    AppendJsonString(text, out.text());
+    PutJsonString(text, out);
     out.put('"');
-    out.relieve();
   }
 
   bool inArray() const { return place == Place::InArrayOfObject || place == Place::InArrayOfList; }

@@ -58,11 +58,6 @@ bool ReadJsonNumber(std::string_view token, qxVariant& value) {
   return true;
 }
 
-void AppendJsonInteger(int64 value, string& out) {
-  char text[24];
-  out.append(text, std::to_chars(text, text + sizeof text, value).ptr);
-}
-
-void AppendJsonDouble(double value, string& out) { out += std::isfinite(value) ? impl::DoubleToText(value) : "null"; }
+string JsonDoubleText(double value) { return std::isfinite(value) ? impl::DoubleToText(value) : "null"; }
 
 }  // namespace qx::json

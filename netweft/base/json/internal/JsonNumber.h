@@ -11,9 +11,8 @@ namespace qx::json {
 /// "-0" is the integer 0.
 bool ReadJsonNumber(std::string_view token, qxVariant& value);
 
-/// Append the shortest decimal text that reads back to the same value, in the form of a JSON number. A double that is
-/// not finite is `null`, since JSON has no text for it.
-void AppendJsonInteger(int64 value, string& out);
-void AppendJsonDouble(double value, string& out);
+/// The shortest decimal text that reads back to the same value, in the form of a JSON number; "null" when the double is
+/// not finite, since JSON has no text for it.
+string JsonDoubleText(double value);
 
 }  // namespace qx::json

@@ -2,6 +2,8 @@
 
 #include "netweft/base/system/qxTypes.h"
 
+#include <array>
+#include <charconv>
 #include <string_view>
 
 namespace qx {
@@ -10,27 +12,38 @@ class qxIoDevice;
 
 namespace qx::json {
 
-/// Where JSON text goes: a string of the caller's, or a device by way of a buffer, so that the device gets few large
-/// pieces. One thread at a time.
+/// Where JSON text goes: a string of the caller's or a device, by way of a buffer of 16 KiB, so that a small piece is
+/// only stored and the target gets few large ones. What is in the buffer when this dies is dropped: `flush` comes last.
+/// One thread at a time.
 class JsonOutput {
  public:
   /// Appends to `target`, which must outlive this.
-  explicit JsonOutput(string& target) : mText(target) {}
+  explicit JsonOutput(string& target) : mText(&target) {}
 
-  /// Writes to `device`, which must outlive this. Null has failed from the start. What `flush` has not handed over when
-  /// this dies is dropped.
+  /// Writes to `device`, which must outlive this. Null has failed from the start.
   explicit JsonOutput(qxIoDevice* device);
   JsonOutput(const JsonOutput&) = delete;
   JsonOutput& operator=(const JsonOutput&) = delete;
 
-  void put(char c) { mText.push_back(c); }
-  void put(std::string_view text) { mText.append(text); }
-  /// Where to append text directly; `relieve` comes after.
-  string& text() { return mText; }
+  void put(char c) {
+    if (mSize == sRoom) handOver();
+    mBuffer[mSize++] = c;
+  }
 
-  /// To be called between pieces of text: hands the buffer to the device when it has grown large.
-  void relieve() {
-    if (mDevice != nullptr && mText.size() >= sPiece) flush();
+  void put(std::string_view text) {
+    if (text.size() > sRoom - mSize) return putBehindBuffer(text);
+    mSize += text.copy(mBuffer.data() + mSize, text.size());
+  }
+
+  /// In decimal digits, with a minus where one is due.
+  void putInteger(int64 value) {
+    if (sRoom - mSize < sLongestInteger) handOver();
+    const auto end = std::to_chars(mBuffer.data() + mSize, mBuffer.data() + sRoom, value).ptr;
+    mSize = static_cast<size_t>(end - mBuffer.data());
+  }
+
+  void putBlanks(size_t count) {
+    for (; count != 0; --count) put(' ');
   }
 
   /// Hands over all that is left. False when the device has an error or has taken too little, now or earlier; what
@@ -39,12 +52,18 @@ class JsonOutput {
   bool failed() const { return mFailed; }
 
  private:
-  static constexpr size_t sPiece = size_t{16} * 1024;
+  static constexpr size_t sRoom = size_t{16} * 1024;
+  static constexpr size_t sLongestInteger = std::string_view("-9223372036854775808").size();
 
-  string mBuffer;
-  string& mText;
+  void handOver();
+  void handOver(std::string_view text);
+  void putBehindBuffer(std::string_view text);
+
+  string* mText = nullptr;
   qxIoDevice* mDevice = nullptr;
   bool mFailed = false;
+  size_t mSize = 0;  ///< bytes in use at the front of the buffer
+  std::array<char, sRoom> mBuffer;
 };
 
 }  // namespace qx::json

@@ -8,6 +8,13 @@
 
 namespace qx::json {
 
+/// Whether the byte ends or escapes something inside a JSON string.
+inline bool IsQuoteOrBackslash(char c) noexcept { return c == '"' || c == '\\'; }
+
+/// Whether the byte opens or closes something outside a JSON string; so does a backslash, which no JSON has there. With
+/// the bit set that tells lower from upper case, "[" is "{" and "]" is "}", and "\\" is "|" between them.
+inline bool IsBracketOrQuote(char c) noexcept { return c == '"' || static_cast<unsigned char>((c | 0x20) - '{') <= 2; }
+
 /// The first quote or backslash in [here, end), or `end`: where a run of plain bytes inside a JSON string stops. Many
 /// bytes at a time where the processor can; nothing outside the range is read.
 inline const char* FindQuoteOrBackslash(const char* here, const char* end) noexcept {
@@ -21,7 +28,7 @@ inline const char* FindQuoteOrBackslash(const char* here, const char* end) noexc
     if (mask != 0) return here + std::countr_zero(mask);
   }
 #endif
-  while (here != end && *here != '"' && *here != '\\') ++here;
+  while (here != end && !IsQuoteOrBackslash(*here)) ++here;
   return here;
 }
 
@@ -34,12 +41,9 @@ inline const char* FindClosingQuote(const char* here, const char* end) noexcept 
   return here;
 }
 
-/// The first byte in [here, end) that opens or closes something outside a JSON string, or `end`: a quote, a bracket of
-/// either kind, or a backslash, which no JSON has there. Such runs are short.
+/// The first byte in [here, end) that `IsBracketOrQuote`, or `end`. Such runs are short.
 inline const char* FindBracketOrQuote(const char* here, const char* end) noexcept {
-  // With the bit set that tells lower from upper case, "[" is "{" and "]" is "}", and "\\" is "|" between them.
-  const auto isFound = [](char c) { return c == '"' || static_cast<unsigned char>((c | 0x20) - '{') <= 2; };
-  while (here != end && !isFound(*here)) ++here;
+  while (here != end && !IsBracketOrQuote(*here)) ++here;
   return here;
 }
 

@@ -1,5 +1,6 @@
 #include "netweft/base/json/internal/JsonString.h"
 
+#include "netweft/base/json/internal/JsonOutput.h"
 #include "netweft/base/system/internal/Utf8.h"
 
 #include <cstring>
@@ -182,7 +183,7 @@ const char* PutNotUtf8(const char* p, const char* end, Sink& sink) {
   return p + 6;
 }
 
-/// One walk for both sinks, so that the size always agrees with the text.
+/// One walk for all sinks, so that the size always agrees with the text.
 template <class Sink>
 void Escape(std::string_view text, Sink& sink) {
   const char* p = text.data();
@@ -230,6 +231,8 @@ void AppendJsonString(std::string_view text, string& out) {
   Appender sink{out};
   Escape(text, sink);
 }
+
+void PutJsonString(std::string_view text, JsonOutput& out) { Escape(text, out); }
 
 uint64 JsonStringSize(std::string_view text) {
   Counter sink;

@@ -6,6 +6,8 @@
 
 namespace qx::json {
 
+class JsonOutput;
+
 /// Replaces `out` by what the inside of a JSON string (without its quotes) means. False when an escape is malformed.
 /// The inside must be valid UTF-8 without raw control characters and must not end within an escape.
 ///
@@ -13,13 +15,14 @@ namespace qx::json {
 /// that UTF-8 would give it.
 bool UnescapeJsonString(std::string_view inside, string& out);
 
-/// Appends the text as the inside of a JSON string. Only what must be escaped is, in its shortest form. The three bytes
+/// Append the text as the inside of a JSON string. Only what must be escaped is, in its shortest form. The three bytes
 /// of a surrogate become its escape; those of both halves of a pair, one behind the other, become the character that
 /// they mean, since that is what a reader makes of their escapes. Any other byte that is not part of UTF-8 becomes
 /// U+FFFD.
 void AppendJsonString(std::string_view text, string& out);
+void PutJsonString(std::string_view text, JsonOutput& out);
 
-/// The count of bytes that `AppendJsonString` appends.
+/// The count of bytes that they append.
 uint64 JsonStringSize(std::string_view text);
 
 }  // namespace qx::json

@@ -24,7 +24,6 @@ void JsonWriter::writeLevels() {
     } else {
       writeNextElement(level);
     }
-    mOut.relieve();
   }
 }
 
@@ -51,7 +50,7 @@ void JsonWriter::writeNextMember(Level& level) {
   if (value.getType() == qxVariant::VT_Absent) return;
   separate(level);
   mOut.put('"');
-  AppendJsonString(name, mOut.text());
+  PutJsonString(name, mOut);
   mOut.put(mPretty ? "\": " : "\":");
   writeValue(value);
 }
@@ -66,13 +65,13 @@ void JsonWriter::writeNextElement(Level& level) {
 /// May open a level, which moves the others: no reference to one is good after it.
 void JsonWriter::writeValue(const qxVariant& value) {
   switch (value.getType()) {
-    case qxVariant::VT_Integer: return AppendJsonInteger(qxVariantAccess::GetInteger(value), mOut.text());
-    case qxVariant::VT_Double: return AppendJsonDouble(qxVariantAccess::GetDouble(value), mOut.text());
+    case qxVariant::VT_Integer: return mOut.putInteger(qxVariantAccess::GetInteger(value));
+    case qxVariant::VT_Double: return mOut.put(JsonDoubleText(qxVariantAccess::GetDouble(value)));
     case qxVariant::VT_Number: return mOut.put(qxVariantAccess::GetNumber(value));
     case qxVariant::VT_Bool: return mOut.put(qxVariantAccess::GetBool(value) ? "true" : "false");
     case qxVariant::VT_String:
       mOut.put('"');
-      AppendJsonString(value.getString(), mOut.text());
+      PutJsonString(value.getString(), mOut);
       return mOut.put('"');
     case qxVariant::VT_Map: return enter(value.getMap());
     case qxVariant::VT_List: return enter(value.getList());
@@ -90,7 +89,7 @@ void JsonWriter::separate(Level& level) {
 void JsonWriter::breakLine() {
   if (!mPretty) return;
   mOut.put('\n');
-  mOut.text().append(2 * mLevels.size(), ' ');
+  mOut.putBlanks(2 * mLevels.size());
 }
 
 }  // namespace qx::json
