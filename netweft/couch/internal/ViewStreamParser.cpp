@@ -1,7 +1,6 @@
 #include "netweft/couch/internal/ViewStreamParser.h"
 
 #include "netweft/base/json/Json2Variant.h"
-#include "netweft/base/json/internal/JsonScan.h"
 #include "netweft/base/system/qxFlag.h"
 #include "netweft/base/system/qxLogObject.h"
 
@@ -31,7 +30,7 @@ ViewStreamParser::ViewStreamParser(ViewRowCallback rowCallback, void* rowUserDat
 
 bool ViewStreamParser::isCanceled() const { return ReadFlag(*cancelFlag); }
 
-bool ViewStreamParser::scan(const char* data, size_t n) {
+bool ViewStreamParser::scanPiece(const char* data, size_t n) {
   const size_t begin = receiveBuffer.size();
   receiveBuffer.insert(receiveBuffer.end(), data, data + n);
   const char* const text = receiveBuffer.data();

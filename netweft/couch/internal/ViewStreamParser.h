@@ -1,5 +1,6 @@
 #pragma once
 
+#include "netweft/base/json/internal/JsonScan.h"
 #include "netweft/base/system/qxTypes.h"
 #include "netweft/couch/FetchCouchDbView.h"
 #include "netweft/http/internal/ExceptionSlot.h"
@@ -15,7 +16,12 @@ struct ViewStreamParser {
 
   /// Takes the next bytes of the response and delivers the rows that end in them. False when the fetch is to end: a row
   /// was malformed (which is logged) or the callback wanted no more. Lets the callback's exceptions through.
-  bool scan(const char* data, size_t n);
+  bool scan(const char* data, size_t n) {
+    // A plain byte that comes alone is only stored, which is nearly all the work of a response in single bytes.
+    if (n != 1 || !isPlain(*data)) return scanPiece(data, n);
+    receiveBuffer.push_back(*data);
+    return true;
+  }
 
   bool isCanceled() const;
 
@@ -35,6 +41,11 @@ struct ViewStreamParser {
   http::impl::ExceptionSlot exceptions;  ///< what the callback threw inside the transfer
 
  private:
+  bool scanPiece(const char* data, size_t n);
+  /// Whether the next byte changes nothing.
+  bool isPlain(char byte) const noexcept {
+    return !escaped && !(inString ? json::IsQuoteOrBackslash(byte) : json::IsBracketOrQuote(byte));
+  }
   /// The next byte in [here, end) that changes anything, or `end`.
   const char* skipPlain(const char* here, const char* end) const noexcept;
   bool scanByte(char byte, size_t offset);
