@@ -1,5 +1,6 @@
 #include "netweft/addressing/Url.h"
 
+#include "netweft/addressing/internal/ExtendedUrl.h"
 #include "netweft/addressing/internal/UriParser.h"
 #include "netweft/base/system/qxLogObject.h"
 #include "netweft/base/system/qxStringUtils.h"
@@ -35,12 +36,51 @@ uint16 ParsePort(std::string_view text) {
   return usable ? static_cast<uint16>(port) : uint16{0};
 }
 
-bool IsSecretKey(const string& encodedKey) {
+bool IsSecretKey(std::string_view encodedKey) {
   for (const char* part : {"secret", "pwd", "password"}) {
-    if (encodedKey.find(part) != string::npos) return true;
+    if (encodedKey.find(part) != std::string_view::npos) return true;
   }
   return false;
 }
+
+/// Gathers pairs as "key=value" joined by "&", keys and values escaped, the values of secrets masked where it is to be
+/// displayed.
+class QueryText {
+ public:
+  explicit QueryText(bool displayable) : mDisplayable(displayable) {}
+
+  void add(std::string_view key, std::string_view value) {
+    const std::string_view escapedKey = addKey(key);
+    addValue(value, mDisplayable && IsSecretKey(escapedKey));
+  }
+  void addSecret(std::string_view key, std::string_view value) {
+    addKey(key);
+    addValue(value, mDisplayable);
+  }
+
+  string take() { return std::move(mText); }
+
+ private:
+  /// The key as it stands in the text, until that changes.
+  std::string_view addKey(std::string_view key) {
+    if (!mText.empty()) mText += Url::msPairSeparator;
+    const size_t begin = mText.size();
+    impl::AppendEscapedUriText(key, mText);
+    return std::string_view(mText).substr(begin);
+  }
+
+  void addValue(std::string_view value, bool masked) {
+    mText += Url::msKeyValueSeparator;
+    if (masked) {
+      mText += Url::msQueryValueMask;
+    } else {
+      impl::AppendEscapedUriText(value, mText);
+    }
+  }
+
+  const bool mDisplayable;
+  string mText;
+};
 
 }  // namespace
 
@@ -141,7 +181,7 @@ string Url::ToEncodedPath(const vector<string>& path) {
   string result;
   for (const string& segment : path) {
     if (&segment != &path.front()) result += msPathSeparator;
-    result += UrlEncodeFromUtf8String(segment);
+    impl::AppendEscapedUriText(segment, result);
   }
   return result;
 }
@@ -150,7 +190,7 @@ void Url::FromEncodedPath(const string& encodedPath, vector<string>& out) {
   // The text may be a segment of `out`.
   vector<string> pieces;
   qxStringUtils::Split(encodedPath, msPathSeparator.front(), pieces, true);
-  for (string& piece : pieces) piece = UrlDecodeToUtf8String(piece);
+  for (string& piece : pieces) piece = impl::UnescapeUriText(std::move(piece), false);
   out.swap(pieces);
 }
 
@@ -165,11 +205,9 @@ string Url::UrlEncodeFromUtf8String(const string& text) { return impl::EscapeUri
 string Url::UrlDecodeToUtf8String(const string& text) { return impl::UnescapeUriText(text, false); }
 
 string Url::ToQueryEncoding(const StringPairList& parameters) {
-  StringPairList encoded;
-  for (const auto& [key, value] : parameters) {
-    encoded.emplace_back(UrlEncodeFromUtf8String(key), UrlEncodeFromUtf8String(value));
-  }
-  return ToPostEncoding(encoded);
+  QueryText query(false);
+  for (const auto& [key, value] : parameters) query.add(key, value);
+  return query.take();
 }
 
 string Url::ToPostEncoding(const StringPairList& parameters) {
@@ -192,19 +230,21 @@ Url Url::toUrl(const vector<string>& segments, const StringPairList& parameters)
   return result;
 }
 
-Url Url::toUrl(const string& a, const StringPairList& parameters) const { return toUrl(vector<string>{a}, parameters); }
+Url Url::toUrl(const string& a, const StringPairList& parameters) const {
+  return impl::Extended(*this, {a}, parameters);
+}
 
 Url Url::toUrl(const string& a, const string& b, const StringPairList& parameters) const {
-  return toUrl(vector<string>{a, b}, parameters);
+  return impl::Extended(*this, {a, b}, parameters);
 }
 
 Url Url::toUrl(const string& a, const string& b, const string& c, const StringPairList& parameters) const {
-  return toUrl(vector<string>{a, b, c}, parameters);
+  return impl::Extended(*this, {a, b, c}, parameters);
 }
 
 Url Url::toUrl(const string& a, const string& b, const string& c, const string& d,
                const StringPairList& parameters) const {
-  return toUrl(vector<string>{a, b, c, d}, parameters);
+  return impl::Extended(*this, {a, b, c, d}, parameters);
 }
 
 bool Url::fromEncodedUtf8String(const string& text, string* error, bool normalize) {
@@ -249,31 +289,30 @@ string Url::toEncodedUrl() const { return render(false); }
 string Url::toDisplayableUrl() const { return render(true); }
 
 string Url::render(bool displayable) const {
-  string text = mSchema + "://";
+  string text = mSchema;
+  text += "://";
   if (mAuthDbName.empty() && hasCredentials()) {
-    text += displayable ? mUser + ":*******@"
-                        : UrlEncodeFromUtf8String(mUser) + ":" + UrlEncodeFromUtf8String(mPassword) + "@";
+    text += displayable ? mUser : UrlEncodeFromUtf8String(mUser);
+    text += ':';
+    text += displayable ? "*******" : UrlEncodeFromUtf8String(mPassword);
+    text += '@';
   }
   text += mHost;
   if (mPort != 0) text += ":" + qxStringUtils::fromUInt(mPort, 1);
-  if (const string path = getEncodedPath(); !path.empty()) text += string(msPathSeparator) + path;
-  if (const string query = getQueryParameters(displayable); !query.empty()) text += "?" + query;
+  if (const string path = getEncodedPath(); !path.empty()) text.append(msPathSeparator).append(path);
+  if (const string query = getQueryParameters(displayable); !query.empty()) text.append(1, '?').append(query);
   return text;
 }
 
 string Url::getQueryParameters(bool displayable) const {
-  StringPairList pairs;
-  for (const auto& [key, value] : mUrlParameters) {
-    const string encodedKey = UrlEncodeFromUtf8String(key);
-    const bool masked = displayable && IsSecretKey(encodedKey);
-    pairs.emplace_back(encodedKey, masked ? string(msQueryValueMask) : UrlEncodeFromUtf8String(value));
-  }
+  QueryText query(displayable);
+  for (const auto& [key, value] : mUrlParameters) query.add(key, value);
   if (!mAuthDbName.empty() && hasCredentials()) {
-    pairs.emplace_back("user", displayable ? string(msQueryValueMask) : UrlEncodeFromUtf8String(mUser));
-    pairs.emplace_back("password", displayable ? string(msQueryValueMask) : UrlEncodeFromUtf8String(mPassword));
-    pairs.emplace_back("authdbname", UrlEncodeFromUtf8String(mAuthDbName));
+    query.addSecret("user", mUser);
+    query.addSecret("password", mPassword);
+    query.add("authdbname", mAuthDbName);
   }
-  return ToPostEncoding(pairs);
+  return query.take();
 }
 
 }  // namespace qx

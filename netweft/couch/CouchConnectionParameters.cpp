@@ -1,5 +1,7 @@
 #include "netweft/couch/CouchConnectionParameters.h"
 
+#include "netweft/addressing/internal/ExtendedUrl.h"
+
 namespace qx::couch {
 
 CouchConnectionParameters::CouchConnectionParameters() : Url(CS_DefaultHttp) {}
@@ -28,17 +30,17 @@ bool CouchConnectionParameters::BuildFromDbUrl(CouchConnectionParameters* out, s
 
 CouchConnectionParameters CouchConnectionParameters::toDatabaseUrl(const string& db,
                                                                    const StringPairList& query) const {
-  return toUrl(vector<string>{db}, query);
+  return qx::impl::Extended(*this, {db}, query);
 }
 
 CouchConnectionParameters CouchConnectionParameters::toDocumentUrl(const string& db, const string& doc,
                                                                    const StringPairList& query) const {
-  return toUrl(vector<string>{db, doc}, query);
+  return qx::impl::Extended(*this, {db, doc}, query);
 }
 
 CouchConnectionParameters CouchConnectionParameters::toDesignDocumentUrl(const string& db, const string& designDoc,
                                                                          const StringPairList& query) const {
-  return toUrl(vector<string>{db, "_design", designDoc}, query);
+  return qx::impl::Extended(*this, {db, "_design", designDoc}, query);
 }
 
 }  // namespace qx::couch

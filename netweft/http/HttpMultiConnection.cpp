@@ -1,5 +1,6 @@
 #include "netweft/http/HttpMultiConnection.h"
 
+#include "netweft/base/system/internal/AsciiText.h"
 #include "netweft/base/system/qxHighResTimer.h"
 #include "netweft/base/system/qxStringUtils.h"
 #include "netweft/http/internal/HttpMultiConnectionImpl.h"
@@ -59,14 +60,11 @@ ConnectionParameters& HttpMultiConnection::editConnectionParameters() noexcept {
 void HttpMultiConnection::ParseHttpHeader(const char* data, size_t size, string& key, string& value) {
   const std::string_view line(data, size);
   const size_t colon = line.find(':');
-  key = line.substr(0, colon);
+  key = qx::impl::Trimmed(line.substr(0, colon));
   value.clear();
-  if (colon != std::string_view::npos) {
-    value = line.substr(colon + 1);
-    qxStringUtils::toLower(key);
-    qxStringUtils::trim(value);
-  }
-  qxStringUtils::trim(key);
+  if (colon == std::string_view::npos) return;
+  value = qx::impl::Trimmed(line.substr(colon + 1));
+  qxStringUtils::toLower(key);
 }
 
 }  // namespace qx::http

@@ -58,6 +58,40 @@ TEST(UriParserTest, OnlyUnreservedBytesAreLeftAlone) {
   }
 }
 
+/// Calls `check` with each text of two bytes that uriparser, which ends at a NUL, can take.
+template <class Check>
+void ForEachPairOfBytes(Check check) {
+  for (int first = 1; first < 256; ++first) {
+    for (int second = 1; second < 256; ++second) check({static_cast<char>(first), static_cast<char>(second)});
+  }
+}
+
+/// The texts that need no work do not get as far as uriparser.
+TEST(UriParserTest, EscapesAsUriparserDoes) {
+  ForEachPairOfBytes([](const string& text) {
+    char escaped[7];
+    uriEscapeExA(text.data(), text.data() + text.size(), escaped, URI_FALSE, URI_FALSE);
+    ASSERT_EQ(EscapeUriText(text), escaped);
+    string out = "before ";
+    AppendEscapedUriText(text, out);
+    ASSERT_EQ(out, string("before ") + escaped);
+  });
+}
+
+TEST(UriParserTest, UnescapesAsUriparserDoes) {
+  ForEachPairOfBytes([](const string& text) {
+    for (const string& whole : {text, "%4" + text, "+%2" + text + "%"}) {
+      for (const bool plusToSpace : {false, true}) {
+        string unescaped = whole;
+        const char* end =
+            uriUnescapeInPlaceExA(unescaped.data(), plusToSpace ? URI_TRUE : URI_FALSE, URI_BR_DONT_TOUCH);
+        unescaped.resize(static_cast<size_t>(end - unescaped.data()));
+        ASSERT_EQ(UnescapeUriText(whole, plusToSpace), unescaped);
+      }
+    }
+  });
+}
+
 TEST(UriParserTest, BlanksAndLineBreaksAreEscapedAsTheyAre) { EXPECT_EQ(EscapeUriText(" \r\n\t"), "%20%0D%0A%09"); }
 
 TEST(UriParserTest, APlusBecomesABlankOnlyWhereAsked) {

@@ -122,6 +122,16 @@ TEST_P(UrlSecretsTest, AreGoneWhenAUrlDies) {
   EXPECT_FALSE(url.holdsSecret());
 }
 
+/// What empties a host leaves its bytes behind, all but the first.
+TEST(UrlSecretsHostTest, AnEmptiedHostIsGoneWhenTheUrlDies) {
+  UrlInMemory url(Url::CS_Empty);
+  url.get().setHost("h-" + kShort);
+  url.get().setHost("");
+  ASSERT_TRUE(url.holdsSecret());
+  url.destroy();
+  EXPECT_FALSE(url.holdsSecret());
+}
+
 TEST_P(UrlSecretsTest, AreGoneWhenTheyAreReplacedByShorterOnes) {
   UrlInMemory url(Url::CS_DefaultHttp);
   url.get().setCredentialsOnQueryParameter(GetParam(), GetParam(), GetParam());

@@ -74,6 +74,14 @@ TEST(qxStringUtils, TrimStripsWhiteSpaceAtBothEnds) {
             "a");
 }
 
+TEST(qxStringUtils, SixBytesAreWhiteSpaceAndNoOther) {
+  const string whiteSpace = " \t\n\v\f\r";
+  for (int byte = 0; byte < 256; ++byte) {
+    const string text(1, static_cast<char>(byte));
+    EXPECT_EQ(Trim(text), whiteSpace.find(text) == string::npos ? text : "") << byte;
+  }
+}
+
 TEST(qxStringUtils, TrimGivesItsArgument) {
   string text = " a ";
   EXPECT_EQ(&qxStringUtils::trim(text), &text);
@@ -192,10 +200,12 @@ TEST(qxStringUtils, UuidIsParsedBareAndWithDashes) {
 }
 
 TEST(qxStringUtils, WhatIsNoUuidIsRefusedAndLeavesTheResultAlone) {
-  for (const char* text : {"", "00112233445566778899aabbccddeef", "00112233445566778899aabbccddeeff0",
-                           "g0112233445566778899aabbccddeeff", "0011223-34455-6677-8899-aabbccddeeff",
-                           "00112233-4455-6677-8899-aabbccddeefg", "{0112233-4455-6677-8899-aabbccddeef}",
-                           "00112233-4455-6677-8899aabb-ccddeeff", "00112233-4455-6677-8899-aabbccddee-f"}) {
+  for (const char* text :
+       {"", "00112233445566778899aabbccddeef", "00112233445566778899aabbccddeeff0", "g0112233445566778899aabbccddeeff",
+        "0011223-34455-6677-8899-aabbccddeeff", "00112233-4455-6677-8899-aabbccddeefg",
+        "{0112233-4455-6677-8899-aabbccddeef}", "00112233-4455-6677-8899aabb-ccddeeff",
+        "00112233-4455-6677-8899-aabbccddee-f", "0011223304455-6677-8899-aabbccddeeff",
+        "00112233-4455-6677-88990aabbccddeeff", "001122334455667788990011223344556677"}) {
     EXPECT_EQ(Uuid(text), "refused") << text;
   }
 }

@@ -1,5 +1,6 @@
 #include "netweft/addressing/internal/UriParser.h"
 
+#include "netweft/base/system/internal/AsciiText.h"
 #include "netweft/base/system/qxStringUtils.h"
 
 #include <algorithm>
@@ -15,14 +16,25 @@ struct QueryListDeleter {
 };
 using QueryListPtr = unique_ptr<UriQueryListA, QueryListDeleter>;
 
-string EscapePiece(string piece) {
+/// What no escaping changes. Most texts are of nothing else, and are spared the two copies that uriparser needs.
+constexpr bool IsUnreserved(char c) noexcept {
+  const char lower = Lower(c);
+  return (lower >= 'a' && lower <= 'z') || IsDigit(c) || c == '-' || c == '.' || c == '_' || c == '~';
+}
+
+bool IsEscaped(std::string_view text, bool plusToSpace) {
+  return text.find_first_of(plusToSpace ? "%+" : "%") != std::string_view::npos;
+}
+
+string EscapePiece(std::string_view piece) {
   string escaped(3 * piece.size() + 1, '\0');
   const char* end = uriEscapeExA(piece.data(), piece.data() + piece.size(), escaped.data(), URI_FALSE, URI_FALSE);
   escaped.resize(static_cast<size_t>(end - escaped.data()));
   return escaped;
 }
 
-string UnescapePiece(string piece, bool plusToSpace) {
+string UnescapePiece(std::string_view escaped, bool plusToSpace) {
+  string piece(escaped);
   // The result may hold a NUL that was "%00": its end is what the call returns.
   const char* end = uriUnescapeInPlaceExA(piece.data(), plusToSpace ? URI_TRUE : URI_FALSE, URI_BR_DONT_TOUCH);
   piece.resize(static_cast<size_t>(end - piece.data()));
@@ -31,7 +43,7 @@ string UnescapePiece(string piece, bool plusToSpace) {
 
 /// `convert` of the pieces between the NULs of `text`, with `separator` in place of each NUL.
 template <class Convert>
-string ConvertAroundNul(const string& text, std::string_view separator, Convert convert) {
+string ConvertAroundNul(std::string_view text, std::string_view separator, Convert convert) {
   string result;
   for (size_t begin = 0;;) {
     const size_t end = std::min(text.find('\0', begin), text.size());
@@ -64,11 +76,24 @@ string MakeError(const char* what, int code) { return what + qxStringUtils::from
 
 }  // namespace
 
-string EscapeUriText(const string& text) { return ConvertAroundNul(text, "%00", EscapePiece); }
+string EscapeUriText(std::string_view text) {
+  string escaped;
+  AppendEscapedUriText(text, escaped);
+  return escaped;
+}
 
-string UnescapeUriText(const string& text, bool plusToSpace) {
+void AppendEscapedUriText(std::string_view text, string& out) {
+  if (std::all_of(text.begin(), text.end(), IsUnreserved)) {
+    out += text;
+  } else {
+    out += ConvertAroundNul(text, "%00", EscapePiece);
+  }
+}
+
+string UnescapeUriText(string text, bool plusToSpace) {
+  if (!IsEscaped(text, plusToSpace)) return text;
   return ConvertAroundNul(text, std::string_view("\0", 1),
-                          [plusToSpace](string piece) { return UnescapePiece(std::move(piece), plusToSpace); });
+                          [plusToSpace](std::string_view piece) { return UnescapePiece(piece, plusToSpace); });
 }
 
 ParsedUri::ParsedUri() noexcept : mUri{} {}
@@ -109,7 +134,9 @@ vector<string> ParsedUri::getPathSegments() const {
 
 bool ParsedUri::getQuery(StringPairList& out, string& error) const {
   if (mUri.query.first == nullptr) return true;
-  const string query = ProtectEscapes(GetText(mUri.query));
+  std::string_view query = GetText(mUri.query);
+  string protectedQuery;
+  if (IsEscaped(query, true)) query = protectedQuery = ProtectEscapes(query);
   UriQueryListA* first = nullptr;
   int count = 0;
   const int code = uriDissectQueryMallocA(&first, &count, query.data(), query.data() + query.size());

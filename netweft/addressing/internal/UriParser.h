@@ -11,10 +11,12 @@
 namespace qx::impl {
 
 /// Percent-escapes every byte but the unreserved ones; a blank becomes "%20".
-string EscapeUriText(const string& text);
+string EscapeUriText(std::string_view text);
+/// The same, behind what `out` holds.
+void AppendEscapedUriText(std::string_view text, string& out);
 
 /// Undoes percent escapes; what is no escape stays as it is.
-string UnescapeUriText(const string& text, bool plusToSpace);
+string UnescapeUriText(string text, bool plusToSpace);
 
 /// One parsed URI. Its pieces are views into the parsed text, or into its own memory once it was normalised, and are
 /// still escaped; an absent piece is an empty view. User information that it owns is wiped when it ends.

@@ -45,14 +45,7 @@ int HexDigit(char c) {
   return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
 }
 
-/// The 32 digits without the dashes; another length when the dashes are elsewhere.
-string WithoutDashes(const string& uuid) {
-  if (uuid.size() != 36) return uuid;
-  for (size_t dash : {8U, 13U, 18U, 23U}) {
-    if (uuid[dash] != '-') return {};
-  }
-  return uuid.substr(0, 8) + uuid.substr(9, 4) + uuid.substr(14, 4) + uuid.substr(19, 4) + uuid.substr(24);
-}
+constexpr bool IsDashPlace(size_t i) { return i == 8 || i == 13 || i == 18 || i == 23; }
 
 void CleanseBuffer(string& secret) {
   secret.resize(secret.capacity());
@@ -140,14 +133,19 @@ void qxStringUtils::ToHex(const char* data, uint64 n, string& out) {
 }
 
 bool qxStringUtils::UUIDToBinary(const string& text, unsigned char* out) {
-  const string digits = WithoutDashes(text);
-  if (digits.size() != 32) return false;
-  unsigned char binary[16];
-  for (size_t i = 0; i < sizeof(binary); ++i) {
-    const int high = HexDigit(digits[2 * i]);
-    const int low = HexDigit(digits[2 * i + 1]);
-    if (high < 0 || low < 0) return false;
-    binary[i] = static_cast<unsigned char>(high * 16 + low);
+  const bool dashed = text.size() == 36;
+  if (!dashed && text.size() != 32) return false;
+  unsigned char binary[16] = {};
+  size_t digits = 0;
+  for (size_t i = 0; i < text.size(); ++i) {
+    if (dashed && IsDashPlace(i)) {
+      if (text[i] != '-') return false;
+      continue;
+    }
+    const int digit = HexDigit(text[i]);
+    if (digit < 0) return false;
+    unsigned char& byte = binary[digits++ / 2];
+    byte = static_cast<unsigned char>(byte << 4 | digit);
   }
   std::memcpy(out, binary, sizeof(binary));
   return true;
