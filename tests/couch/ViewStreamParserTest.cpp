@@ -24,6 +24,8 @@ const string sTrickyView = R"({"total_rows":4,"offset":0,"rows":[)"
                            "\r\n"
                            R"({"id":"c\\","key":null,"value":"\\\"}"},)"
                            "\r\n"
+                           R"({"id":"e","key":"\u007d","value":{}},)"
+                           "\r\n"
                            R"({"id":"d","key":{"k":1},"value":[]})"
                            "\r\n]}\n";
 
@@ -31,6 +33,7 @@ const vector<string> sTrickyRows = {
     R"(a|["x",{"y":[1,2]}]|{"deep":{"er":[{"}":"{"}]}})",
     R"(b }]|quote " brace } bracket ]|{[\)",
     R"(c\|null|\"})",
+    "e|}|{}",
     R"(d|{"k":1}|[])",
 };
 
