@@ -23,7 +23,7 @@ constexpr bool IsUnreserved(char c) noexcept {
 }
 
 bool IsEscaped(std::string_view text, bool plusToSpace) {
-  return text.find_first_of(plusToSpace ? "%+" : "%") != std::string_view::npos;
+  return std::any_of(text.begin(), text.end(), [plusToSpace](char c) { return c == '%' || (plusToSpace && c == '+'); });
 }
 
 string EscapePiece(std::string_view piece) {
@@ -58,6 +58,7 @@ string ConvertAroundNul(std::string_view text, std::string_view separator, Conve
 /// escapes are escaped once more comes back cut and still encoded.
 string ProtectEscapes(std::string_view query) {
   string result;
+  result.reserve(query.size() + 16);
   for (const char c : query) {
     switch (c) {
       case '%': result += "%25"; break;
