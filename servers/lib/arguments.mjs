@@ -1,6 +1,7 @@
 import { UsageError } from './failures.mjs';
 
-const usage = 'usage: servers/start couchdb|elasticsearch [--port N] [--data DIR] [--user NAME:PASSWORD]...';
+const usage = 'usage: servers/start couchdb|elasticsearch [--port N] [--data DIR] [--user NAME:PASSWORD]...\n'
+  + '         [--life short|long]';
 
 function portNumber(text) {
   if (!/^\d{1,5}$/.test(text) || Number(text) > 65535) throw new UsageError(`bad port '${text}'\n${usage}`);
@@ -12,9 +13,14 @@ function user(text) {
   return text;
 }
 
-// { server, port (0: a free one), dataFolder (null: none is kept), users: ["NAME:PASSWORD", ...] }
+function life(text) {
+  if (text !== 'short' && text !== 'long') throw new UsageError(`bad life '${text}'\n${usage}`);
+  return text;
+}
+
+// { server, port (0: a free one), dataFolder (null: none is kept), users: ["NAME:PASSWORD", ...], life }
 export function parseArguments([server, ...words]) {
-  const options = { server, port: 0, dataFolder: null, users: [] };
+  const options = { server, port: 0, dataFolder: null, users: [], life: 'short' };
   if (server !== 'couchdb' && server !== 'elasticsearch') throw new UsageError(usage);
   for (let i = 0; i < words.length; i += 2) {
     const value = words[i + 1];
@@ -22,6 +28,7 @@ export function parseArguments([server, ...words]) {
     if (words[i] === '--port') options.port = portNumber(value);
     else if (words[i] === '--data') options.dataFolder = value;
     else if (words[i] === '--user') options.users.push(user(value));
+    else if (words[i] === '--life') options.life = life(value);
     else throw new UsageError(`bad argument '${words[i]}'\n${usage}`);
   }
   if (server === 'elasticsearch' && options.users.length > 0) {

@@ -165,7 +165,8 @@ test('the folder of a run of Elasticsearch is removed with it', async () => {
 });
 
 test('bad arguments leave with 2', async () => {
-  for (const words of [[], ['mysql'], ['couchdb', '--port'], ['couchdb', '--port', '99999'], ['elasticsearch', '--user', 'a:b']]) {
+  for (const words of [[], ['mysql'], ['couchdb', '--port'], ['couchdb', '--port', '99999'], ['elasticsearch', '--user', 'a:b'],
+    ['elasticsearch', '--life', 'eternal']]) {
     assert.equal(await start(words).exited, 2, words.join(' '));
   }
 });
