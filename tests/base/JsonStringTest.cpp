@@ -213,6 +213,18 @@ TEST(JsonString, EveryByteIsEscapedAtEveryPlaceOfALongText) {
   }
 }
 
+/// Texts are looked at in several bytes at a time, in other ways for other lengths.
+TEST(JsonString, AQuoteIsEscapedAtEveryPlaceOfATextOfEveryLength) {
+  for (size_t size = 1; size <= 80; ++size) {
+    EXPECT_EQ(Escaped(string(size, 'x')), string(size, 'x'));
+    for (size_t place = 0; place < size; ++place) {
+      string text(size, 'x');
+      text[place] = '"';
+      EXPECT_EQ(Escaped(text), string(place, 'x') + "\\\"" + string(size - place - 1, 'x'));
+    }
+  }
+}
+
 TEST(JsonString, SuperfluousEscapesShrinkToTheCharacter) {
   EXPECT_EQ(RewrittenText(R"(\u0041\/\u002f\u007f)"), "A//\x7F");
   EXPECT_EQ(RewrittenText(R"(\u000a\u0022\u005C\u0008\u000C\u000D\u0009)"), R"(\n\"\\\b\f\r\t)");

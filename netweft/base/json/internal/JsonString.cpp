@@ -3,6 +3,7 @@
 #include "netweft/base/json/internal/JsonOutput.h"
 #include "netweft/base/system/internal/Utf8.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace qx::json {
@@ -110,13 +111,18 @@ constexpr bool IsPlain(char c) {
   return byte >= 0x20 && byte < 0x80 && c != '"' && c != '\\';
 }
 
+template <class Word>
+Word Load(const char* p) {
+  Word word;
+  std::memcpy(&word, p, sizeof word);
+  return word;
+}
+
 /// Whether eight bytes are plain, without a look at each: a byte's top bit shows in the result when the byte is below
 /// 0x20, a quote, a backslash or not ASCII.
-bool AreEightPlain(const char* p) {
+bool AreEightPlain(uint64 word) {
   constexpr uint64 ones = 0x0101010101010101;
   constexpr uint64 tops = 0x8080808080808080;
-  uint64 word;
-  std::memcpy(&word, p, sizeof word);
   const uint64 quote = word ^ (ones * '"');
   const uint64 backslash = word ^ (ones * '\\');
   const uint64 found = word | (word - ones * 0x20) | (quote - ones) | (backslash - ones);
@@ -124,9 +130,23 @@ bool AreEightPlain(const char* p) {
 }
 
 const char* SkipPlain(const char* p, const char* end) {
-  while (end - p >= 8 && AreEightPlain(p)) p += 8;
+  while (end - p >= 8 && AreEightPlain(Load<uint64>(p))) p += 8;
   while (p != end && IsPlain(*p)) ++p;
   return p;
+}
+
+/// Whether all bytes are plain. The last look at several of them reaches back over some that were seen before.
+bool AreAllPlain(std::string_view text) {
+  const char* p = text.data();
+  const char* const end = p + text.size();
+  if (text.size() >= 8) {
+    for (; end - p > 8; p += 8) {
+      if (!AreEightPlain(Load<uint64>(p))) return false;
+    }
+    return AreEightPlain(Load<uint64>(end - 8));
+  }
+  if (text.size() >= 4) return AreEightPlain(uint64{Load<uint32>(p)} << 32 | Load<uint32>(end - 4));
+  return std::all_of(p, end, IsPlain);
 }
 
 /// Skips all that stands in a JSON string as it is: plain ASCII and characters of several bytes.
@@ -232,7 +252,15 @@ void AppendJsonString(std::string_view text, string& out) {
   Escape(text, sink);
 }
 
-void PutJsonString(std::string_view text, JsonOutput& out) { Escape(text, out); }
+void PutJsonString(std::string_view text, JsonOutput& out) {
+  // Nearly all names and most values are short and plain; a long text would be looked at twice when it is not.
+  constexpr size_t shortText = 64;
+  if (text.size() <= shortText && AreAllPlain(text)) {
+    out.put(text);
+  } else {
+    Escape(text, out);
+  }
+}
 
 uint64 JsonStringSize(std::string_view text) {
   Counter sink;

@@ -51,7 +51,8 @@ void JsonWriter::writeNextMember(Level& level) {
   separate(level);
   mOut.put('"');
   PutJsonString(name, mOut);
-  mOut.put(mPretty ? "\": " : "\":");
+  mOut.put("\":");
+  if (mPretty) mOut.put(' ');
   writeValue(value);
 }
 
